@@ -1,0 +1,95 @@
+// Threads, mutexes and the counting semaphore.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <thread>
+
+#include "host/KTThreadAnnotations.h"
+
+/// A mutex that tells a failure instead of standing still for ever.
+///
+/// Errors:  Lock is false when the calling thread holds the mutex already, or when the system refuses it; nothing is
+///          taken then.
+/// Threads: any. Not recursive, not fair.
+class KT_CAPABILITY("mutex") KTMutex
+{
+public:
+    KTMutex() = default;
+    KTMutex(const KTMutex&) = delete;
+    KTMutex& operator=(const KTMutex&) = delete;
+
+    [[nodiscard]] bool Lock() KT_TRY_ACQUIRE(true)
+    {
+        const std::thread::id self = std::this_thread::get_id();
+        // Only this thread can have written its own id, so a relaxed look is enough.
+        if (owner.load(std::memory_order_relaxed) == self) return false;
+        try
+        {
+            mutex.lock();
+        }
+        catch (...)
+        {
+            return false;
+        }
+        owner.store(self, std::memory_order_relaxed);
+        return true;
+    }
+
+    void Unlock() KT_RELEASE()
+    {
+        owner.store(std::thread::id(), std::memory_order_relaxed);
+        mutex.unlock();
+    }
+
+private:
+    std::mutex mutex;
+    std::atomic<std::thread::id> owner{};
+};
+
+/// A counting semaphore with an upper bound and a timed wait.
+///
+/// Units:   milliseconds of real time, whatever clock is installed: it bounds the wait of one thread for another.
+/// Errors:  Wait is false when no count came in time; Release is false when the semaphore is full, and changes nothing.
+/// Threads: any.
+class KTSemaphore
+{
+public:
+    KTSemaphore(int initial, int maximum) : count(initial), limit(maximum) {}
+    KTSemaphore(const KTSemaphore&) = delete;
+    KTSemaphore& operator=(const KTSemaphore&) = delete;
+
+    [[nodiscard]] bool Wait(std::uint32_t milliseconds);
+    bool Release();
+
+private:
+    std::mutex mutex;
+    std::condition_variable released;
+    int count;
+    const int limit;
+};
+
+/// One thread with an entry function and an argument, which the caller keeps alive until the thread has ended.
+///
+/// Errors:  Start is false when the system gives no thread.
+/// Memory:  the destructor waits for the end of the thread.
+class KTThread
+{
+public:
+    using Entry = void (*)(void* argument);
+
+    KTThread() = default;
+    KTThread(const KTThread&) = delete;
+    KTThread& operator=(const KTThread&) = delete;
+    ~KTThread() { Join(); }
+
+    [[nodiscard]] bool Start(Entry entry, void* argument);
+
+    /// Waits for the end of the thread; returns at once when none was started.
+    void Join();
+
+private:
+    std::thread thread;
+};
