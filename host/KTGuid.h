@@ -1,7 +1,9 @@
 // Identifiers of events, groups, time tables, actions and occurrences.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 /// 16 bytes (RFC 4122 field names aside).
 struct _GUID
@@ -14,6 +16,19 @@ struct _GUID
     bool operator==(const _GUID&) const = default;
 };
 using GUID = _GUID;
+
+/// For tables keyed by identifier. They need not be random: the words are mixed.
+struct KTGuidHash
+{
+    std::size_t operator()(const GUID& guid) const
+    {
+        std::uint64_t words[2];
+        static_assert(sizeof words == sizeof guid);
+        std::memcpy(words, &guid, sizeof guid);
+        const std::uint64_t mixed = (words[0] ^ (words[1] * 0x9E3779B97F4A7C15U)) * 0xBF58476D1CE4E5B9U;
+        return static_cast<std::size_t>(mixed ^ (mixed >> 32));
+    }
+};
 
 inline constexpr GUID nullGuid{};
 inline constexpr int guidTextSize = 39;  // characters of the text form, terminator included

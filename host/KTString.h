@@ -1,6 +1,7 @@
 // The string of the whole system: wide (UTF-16 code units) and narrow (UTF-8 or ASCII).
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -93,8 +94,10 @@ public:
     KTBasicString() noexcept : buffer(const_cast<CharT*>(Traits::EmptyString())) {}
 
     /// An empty text with a growth policy; bits outside growthMask are not looked at.
-    explicit KTBasicString(std::uint8_t flags) noexcept : KTBasicString() { control |= flags & growthMask; }
-    explicit KTBasicString(int flags) noexcept : KTBasicString(static_cast<std::uint8_t>(flags)) {}
+    explicit KTBasicString(std::integral auto flags) noexcept : KTBasicString()
+    {
+        control |= static_cast<std::uint32_t>(flags) & growthMask;
+    }
 
     /// `copy` set: an owned copy. Clear: borrows `text`, which must outlive this object or its next change.
     KTBasicString(const CharT* text, bool copy) : KTBasicString()

@@ -49,6 +49,25 @@ private:
     std::atomic<std::thread::id> owner{};
 };
 
+/// Holds a mutex for the length of a scope; ask Locked() before touching what the mutex guards.
+class KT_SCOPED_CAPABILITY KTLockGuard
+{
+public:
+    explicit KTLockGuard(KTMutex& m) KT_ACQUIRE(m) KT_NO_THREAD_SAFETY_ANALYSIS : mutex(m), locked(m.Lock()) {}
+    KTLockGuard(const KTLockGuard&) = delete;
+    KTLockGuard& operator=(const KTLockGuard&) = delete;
+    ~KTLockGuard() KT_RELEASE() KT_NO_THREAD_SAFETY_ANALYSIS
+    {
+        if (locked) mutex.Unlock();
+    }
+
+    [[nodiscard]] bool Locked() const { return locked; }
+
+private:
+    KTMutex& mutex;
+    const bool locked;
+};
+
 /// A counting semaphore with an upper bound and a timed wait.
 ///
 /// Units:   milliseconds of real time, whatever clock is installed: it bounds the wait of one thread for another.

@@ -1,0 +1,176 @@
+// One configured event together with its run time: the state machine that the scan and the acknowledgement drive.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <list>
+#include <unordered_map>
+#include <vector>
+
+#include "actions/KTEventAction.h"
+#include "host/KTDateTime.h"
+#include "host/KTGuid.h"
+#include "host/KTObject.h"
+#include "host/KTString.h"
+#include "host/KTThread.h"
+#include "host/XmlDocument.h"
+
+class KTEvaluator;
+class KTEventDriverGroup;
+class KTHttpResponse;
+class KTTimeTable;
+
+/// An event: a condition over device variables with delays, a time table, an annotation, a log and actions.
+///
+/// Units:   delays are milliseconds of the tick counter, looked at once a scan; dates of occurrences are UTC,
+///          activationTime is local.
+/// Errors:  told by false; a failed record or action changes no state of the event.
+/// Threads: Work runs on the scan thread, the services on HTTP threads; `mutex` guards the run time and the occurrences.
+///          `actived` is also read under KTEventServer's work mutex alone, which suffices because Work runs under it.
+/// Memory:  owned by KTEventSystem. Keeps pointers into the document that it was loaded from, which must outlive it.
+class KTEventDriver : public CObject
+{
+public:
+    static constexpr int statusActivated = 1;
+    static constexpr int statusDeactivated = 2;
+    static constexpr int statusAcknowledged = 4;
+    static constexpr int statusFinished = statusActivated | statusDeactivated | statusAcknowledged;
+
+    /// One occurrence: an activation from the moment it began until it has been deactivated and acknowledged.
+    struct tagSEventRT
+    {
+        GUID id;                  // fresh for each occurrence: the record id in the log, the key of an acknowledgement
+        std::int32_t status = 0;  // bits of the status constants; 0 and 4 only before the first SetEventStatus
+        KTDateTime activationDate;    // UTC, invalid until set
+        KTDateTime acknowledgeDate;   // UTC, invalid until set
+        KTDateTime deactivationDate;  // UTC, invalid until set
+        KTNarrowString annotation;    // UTF-8, XML-escaped, frozen at creation
+    };
+
+    KTEventDriver();
+    [[nodiscard]] const CRuntimeClass* GetRuntimeClass() const override { return &classKTEventDriver; }
+    ~KTEventDriver() override;
+
+    /// Builds the event from its element; time tables and groups must be in the registry already. False when it has no
+    /// identity or no logical condition, and it is then to be deleted. On an object that has already loaded it replaces
+    /// all but the actions, to which it appends.
+    virtual bool LoadXml(const XmlDocument::XmlNode* element);
+    /// Whether the event is to be evaluated at the local time `now`.
+    virtual bool NeedCheck(const KTDateTime& now);
+    /// Whether the event holds at this moment. Only a logical result of exactly 1.0 counts as true. An active event with a
+    /// stop condition holds until that is true; a failed evaluation keeps it active, every other one is false.
+    virtual bool CheckEvent();
+    /// Expands the template `text` with the event's current values; always true.
+    virtual bool ParseAnnotation(KTWideString& out, const KTWideString& text);
+
+    /// One scan at the local time `now`. False only when the mutex can't be taken.
+    bool Work(const KTDateTime& now);
+
+    /// True when the event has just become active: its delay has passed, the annotation is expanded, the actions ran.
+    bool Enable() KT_REQUIRES(mutex);
+    /// True when the event has just become inactive. Without `useDelay` it does so at once.
+    bool Disable(bool useDelay) KT_REQUIRES(mutex);
+    /// Runs the server's actions of a phase, 0 to 3, in order; always true.
+    bool ExecuteActions(int phase);
+
+    /// Acknowledges one occurrence, again as often as asked. False when it isn't one of this event's, or the mutex can't
+    /// be taken.
+    bool ProcessHttpServiceAck(const GUID& occurrenceId);
+    /// Acknowledges an occurrence that IndexOccurrences gave, in the same hold of KTEventServer's work mutex.
+    bool ProcessHttpServiceAck(tagSEventRT* occurrence);
+
+    struct Occurrence
+    {
+        KTEventDriver* event;
+        tagSEventRT* occurrence;
+    };
+    using OccurrenceIndex = std::unordered_map<GUID, Occurrence, KTGuidHash>;
+    /// Adds this event's occurrences, so that a document of many acknowledgements costs one walk over the registry. What
+    /// is in the index already stays. They are good until the event's next scan.
+    void IndexOccurrences(OccurrenceIndex& index);
+
+    /// Writes the event's element when it is active; always true. Needs KTEventServer's work mutex.
+    bool ProcessHttpServiceEventsActived(KTHttpResponse& response);
+    /// Writes an element for each occurrence when the event notifies. False when the mutex can't be taken.
+    bool ProcessHttpServiceEventsNotified(KTHttpResponse& response);
+
+    /// Whole seconds since the activation; 0 while inactive.
+    [[nodiscard]] int ActivedSeconds() const;
+    [[nodiscard]] bool IsEnabled() const { return actived; }
+    void ResetDelayONCounter() { delayOnCounter = 0; }
+    void ResetDelayOFFCounter() { delayOffCounter = 0; }
+    /// True when a group of the event bears exactly that name.
+    [[nodiscard]] bool IsInGroup(const KTWideString& groupName) const;
+
+    [[nodiscard]] const GUID& Id() const { return id; }
+    [[nodiscard]] const KTWideString& Name() const { return name; }
+    [[nodiscard]] const KTWideString& Description() const { return description; }
+    [[nodiscard]] const KTWideString& Annotation() const { return annotationText; }
+    [[nodiscard]] bool Notify() const { return notify; }
+    [[nodiscard]] bool Record() const { return record; }
+    [[nodiscard]] bool RssActivate() const { return rssActivate; }
+    [[nodiscard]] bool RssDeactivate() const { return rssDeactivate; }
+    [[nodiscard]] bool RssAcknowledge() const { return rssAcknowledge; }
+    [[nodiscard]] const XmlDocument::XmlNode* Node() const { return node; }
+    [[nodiscard]] const KTTimeTable* TimeTable() const { return timeTable; }                 // null: always checked
+    [[nodiscard]] const std::vector<KTEventDriverGroup*>& Groups() const { return groups; }  // entries may be null
+
+    /// Asks the processor for the parts of the event that a scan reads, ahead of time: in a large registry they lie far
+    /// from each other.
+    void PrefetchForScan() const;
+    /// The same for what the event only points to; useful once the event itself has arrived.
+    void PrefetchCondition() const;
+
+    static constexpr CRuntimeClass classKTEventDriver{"KTEventDriver", &CObject::classCObject};
+
+protected:
+    tagSEventRT* NewEventRT() KT_REQUIRES(mutex);
+    /// Sets the bit of a status (1, 2 or 4), dates it, records it and publishes it. False when it is set already, when the
+    /// occurrence wasn't activated before it is deactivated or acknowledged, or for any other status.
+    bool SetEventStatus(tagSEventRT* occurrence, int status) KT_REQUIRES(mutex);
+    /// Writes the record of a state change; true when it stands on the disk.
+    bool SaveEvent(tagSEventRT* occurrence, int status);
+    void PublishStatus(const tagSEventRT& occurrence, int status) const;
+    bool ProcessHttpServiceEventsNotified(tagSEventRT* occurrence, KTHttpResponse& response) KT_REQUIRES(mutex);
+
+    KTTimeTable* timeTable = nullptr;  // not owned: KTEventSystem's, outlives the event; null means always checked
+    bool notify = false;               // occurrences wait for an acknowledgement
+    bool record = false;               // state changes are written to the event log
+    bool rssActivate = false;
+    bool rssDeactivate = false;
+    bool rssAcknowledge = false;
+    GUID id;
+    KTWideString name;
+    KTWideString description;
+    KTWideString annotationText;  // as expanded at the last activation; cleared at a delayed deactivation
+    KTWideString annotationTemplate;
+    std::vector<KTEventDriverGroup*> groups;             // not owned; a null keeps the place of a group that is gone
+    std::vector<const XmlDocument::XmlNode*> arguments;  // not owned: the document outlives us
+    const XmlDocument::XmlNode* node = nullptr;          // not owned: the document outlives us
+    std::uint32_t delayToActivate = 0;                   // milliseconds; seconds in the document
+    std::uint32_t delayToDeactivate = 0;                 // milliseconds; seconds in the document
+    std::uint32_t delayOnCounter = 0;                    // ticks; 0 means that the delay isn't running
+    std::uint32_t delayOffCounter = 0;                   // ticks; 0 means that the delay isn't running
+    KTEvaluator* conditionEvaluator = nullptr;           // owned; null means never active
+    KTEvaluator* conditionStopEvaluator = nullptr;       // owned
+    bool actived = false;
+    KTDateTime activationTime;  // local; when the event last became active
+    std::array<std::list<KTEventAction*>, KTEventAction::sections * KTEventAction::phases>
+        actionLists;                                           // owned, in order
+    std::list<tagSEventRT*> occurrences KT_GUARDED_BY(mutex);  // owned, oldest first
+    KTMutex mutex;
+    bool finished KT_GUARDED_BY(mutex) = false;  // an occurrence waits for the sweep
+
+private:
+    void Step(const KTDateTime& now) KT_REQUIRES(mutex);
+    void SetStatusOfAll(int status) KT_REQUIRES(mutex);
+    void SweepFinished() KT_REQUIRES(mutex);
+    void FeedTitle(KTWideString& title, int word) const;
+    void FeedDescription(KTWideString& text, const tagSEventRT& occurrence) const;
+
+    void LoadValues();
+    bool LoadConditions();
+    void LoadGroups();
+    void LoadArguments();
+    void LoadActions();
+};

@@ -1,0 +1,27 @@
+// Who is told of what events do: live streams, metrics, pseudo-devices, a replay's output.
+#pragma once
+
+#include "engine/KTEventDriver.h"
+
+/// Told of each state change. No observer is the default, and nothing in the engine depends on there being one.
+///
+/// Threads: called on the scan thread, or on the thread of an acknowledging request, with the work mutex and the event's
+///          mutex held: it mustn't block, nor call back into the engine. Install only while neither runs.
+/// Memory:  an installed observer stays the caller's; what it is shown is good only during the call.
+class KTEventObserver
+{
+public:
+    KTEventObserver() = default;
+    KTEventObserver(const KTEventObserver&) = delete;
+    KTEventObserver& operator=(const KTEventObserver&) = delete;
+    virtual ~KTEventObserver() = default;
+
+    /// `status` is the bit that was just set; the occurrence's own status includes it.
+    virtual void StatusChanged(const KTEventDriver& event, const KTEventDriver::tagSEventRT& occurrence,
+                               int status) = 0;
+
+    /// Null when there is none.
+    static KTEventObserver* Installed();
+    /// Null removes. Returns the observer that was installed before.
+    static KTEventObserver* Install(KTEventObserver* observer);
+};

@@ -1,0 +1,80 @@
+// Admission and locks of the services; what they write is made in publish/.
+
+#include "engine/KTEventDriver.h"
+#include "engine/KTEventServer.h"
+#include "host/KTHttp.h"
+#include "host/KTText.h"
+#include "publish/KTEventReply.h"
+
+namespace
+{
+constexpr int httpOk = 200;
+constexpr int httpUnavailable = 503;
+
+bool Refuse(KTHttpResponse& response)
+{
+    response.Start(httpUnavailable, 0);
+    return response.Finish();
+}
+
+// The documents that stand for a moment's state begin in the mode above that of a log.
+int StartMode(const KTHttpRequest& request) { return ((request.flags & KTHttpRequest::longStart) != 0 ? 4 : 2) + 1; }
+
+bool Acquire(KTSemaphore& requestSlots) { return requestSlots.Wait(KTEventServer::admissionWait); }
+}  // namespace
+
+bool KTEventServer::ProcessHttpServiceEventsActived(KTHttpRequest& request, KTHttpResponse& response)
+{
+    return Serve(request, response, "activedEvents", &KTEventDriver::ProcessHttpServiceEventsActived);
+}
+
+bool KTEventServer::ProcessHttpServiceEventsNotified(KTHttpRequest& request, KTHttpResponse& response)
+{
+    return Serve(request, response, "notifiedEvents", &KTEventDriver::ProcessHttpServiceEventsNotified);
+}
+
+bool KTEventServer::Serve(const KTHttpRequest& request, KTHttpResponse& response, const char* root,
+                          DriverService service)
+{
+    if (!Acquire(*requestSlots)) return Refuse(response);
+    const KTLockGuard guard(workMutex);
+    if (!guard.Locked())
+    {
+        requestSlots->Release();
+        return Refuse(response);
+    }
+    response.Start(httpOk, StartMode(request));
+    KTEventReply::Open(response, root);
+    for (auto event = eventSystem.EventsBegin(); event != eventSystem.EventsEnd(); ++event)
+        (void)((*event)->*service)(response);  // an event that can't be locked contributes nothing
+    KTEventReply::Close(response, root);
+    const bool result = response.Finish();
+    requestSlots->Release();
+    return result;
+}
+
+bool KTEventServer::ProcessHttpServiceAck(KTHttpRequest& /*request*/, const unsigned char* body)
+{
+    if (!Acquire(*requestSlots)) return false;
+    const KTLockGuard guard(workMutex);
+    XmlDocument document;
+    const bool good =
+        guard.Locked() && document.Parse(reinterpret_cast<const char*>(body)) && document.Root()->Tag() == L"eventsAck";
+    if (good) Acknowledge(*document.Root());
+    requestSlots->Release();
+    return good;
+}
+
+void KTEventServer::Acknowledge(const XmlDocument::XmlNode& list)
+{
+    KTEventDriver::OccurrenceIndex index;
+    for (auto event = eventSystem.EventsBegin(); event != eventSystem.EventsEnd(); ++event)
+        (*event)->IndexOccurrences(index);
+    for (auto child = list.ChildsBegin(); child != list.ChildsEnd(); ++child)
+    {
+        if (!((*child)->Tag() == L"id")) continue;
+        const auto found = index.find(wtoguid((*child)->Value().Str()));
+        if (found == index.end()) continue;  // unknown, or finished and gone
+        (void)found->second.event->ProcessHttpServiceAck(found->second.occurrence);
+    }
+}
