@@ -93,6 +93,7 @@ void KTEventServer::Scan()
 {
     const KTLockGuard guard(workMutex);
     if (!guard.Locked()) return;
+    const std::uint32_t begin = GetTickCount();
     // One instant for all events of a scan.
     const KTDateTime now = KTDateTime::LTC();
     const auto end = eventSystem.EventsEnd();
@@ -101,6 +102,9 @@ void KTEventServer::Scan()
         (void)(*event)->Work(now);  // an event that can't be locked is looked at in the next scan
         Sleep(0);
     }
+    scanFigures.lastEnd = GetTickCount();
+    scanFigures.lastDuration = scanFigures.lastEnd - begin;
+    ++scanFigures.scans;
 }
 
 int KTEventServer::ActiveEventsCount()

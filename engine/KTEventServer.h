@@ -56,6 +56,16 @@ public:
     /// Events that are active now; -1 when the lock fails.
     int ActiveEventsCount();
 
+    /// What the scan has done so far; any thread may look at any time.
+    struct tagScanFigures
+    {
+        std::atomic<std::uint64_t> scans{0};         // since the server was made
+        std::atomic<std::uint32_t> lastDuration{0};  // milliseconds of the last scan
+        std::atomic<std::uint32_t> lastEnd{0};       // tick count at its end
+    };
+    [[nodiscard]] const tagScanFigures& ScanFigures() const { return scanFigures; }
+    [[nodiscard]] bool IsRunning() const { return state == stateRunning; }
+
     XmlDocument* Cfg() { return &eventsCfg; }
     XmlDocument* TimeTableCfg() { return &timeTableCfg; }
 
@@ -86,4 +96,5 @@ private:
     KTMutex spareMutex;  // never taken
     KTEventSystem eventSystem;
     KTThread worker;
+    tagScanFigures scanFigures;
 };
