@@ -74,6 +74,9 @@ public:
     /// Asks for a write and returns at once; the device's own thread does it. False when the variable can't be written.
     virtual bool WriteVariable(int id, double value) = 0;
 
+    /// Sets the value itself, NaN meaning none, writable or not: only devices that are nothing but their values can do it.
+    virtual bool SetValue(int /*id*/, double /*value*/) { return false; }
+
     /// Finds a driver by name, exactly, and holds it until UnlockDriver; null when there is none.
     static KTDriver* LockDriver(const wchar_t* name);
     static void UnlockDriver(KTDriver* driver);
@@ -81,6 +84,10 @@ public:
     /// All drivers in the order of registration. Only while nobody registers or unregisters.
     static std::list<KTDriver*>::iterator DriversBegin();
     static std::list<KTDriver*>::iterator DriversEnd();
+
+    /// All drivers in the order of registration, each held until UnlockDriver: a list that stays good whoever registers
+    /// or unregisters meanwhile.
+    static std::vector<KTDriver*> LockDrivers();
 
     /// False when a driver of that name is registered already.
     static bool Register(KTDriver* driver);

@@ -55,6 +55,15 @@ void KTDriver::UnlockDriver(KTDriver* driver)
 std::list<KTDriver*>::iterator KTDriver::DriversBegin() { return TheRegistry().drivers.begin(); }
 std::list<KTDriver*>::iterator KTDriver::DriversEnd() { return TheRegistry().drivers.end(); }
 
+std::vector<KTDriver*> KTDriver::LockDrivers()
+{
+    Registry& registry = TheRegistry();
+    const std::lock_guard guard(registry.mutex);
+    std::vector<KTDriver*> held(registry.drivers.begin(), registry.drivers.end());
+    for (auto& [name, entry] : registry.byName) ++entry.holds;
+    return held;
+}
+
 bool KTDriver::Register(KTDriver* driver)
 {
     Registry& registry = TheRegistry();
