@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <string>
 #include <type_traits>
 
 /// Operations on a character family that need no object.
@@ -16,12 +17,7 @@ template <class CharT>
 struct KTCharFamily
 {
     /// Characters before the terminator; text must not be null.
-    static constexpr int Length(const CharT* text)
-    {
-        int length = 0;
-        while (text[length] != CharT{}) ++length;
-        return length;
-    }
+    static constexpr int Length(const CharT* text) { return static_cast<int>(std::char_traits<CharT>::length(text)); }
 
     /// One shared empty text that nobody writes.
     static const CharT* EmptyString()
@@ -117,10 +113,16 @@ public:
     ~KTBasicString() { Release(); }
 
     KTBasicString& operator=(const KTBasicString& other) { return Assign(other.buffer, other.length); }
-    KTBasicString& operator=(KTBasicString&& other) noexcept
+    /// The growth policy stays this object's, as with every assignment. What `other` only borrows is copied, since its
+    /// owner knows nothing of us.
+    KTBasicString& operator=(KTBasicString&& other)
     {
         if (this == &other) return *this;
+        if (other.Borrowed()) return Assign(other.buffer, other.length);
         Swap(other);
+        const std::uint32_t policy = other.control & growthMask;
+        other.control = (other.control & ~growthMask) | (control & growthMask);
+        control = (control & ~growthMask) | policy;
         return *this;
     }
     KTBasicString& operator=(const CharT* text) { return Assign(text); }

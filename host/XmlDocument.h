@@ -1,11 +1,50 @@
 // Tree documents: a named value is a child element with that tag and its text.
 #pragma once
 
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <list>
 #include <memory>
 
 #include "host/KTString.h"
+
+namespace kt
+{
+class XmlStore;
+struct XmlTree;
+
+void* TakeFromXmlStore(XmlStore* store, std::size_t size);
+void GiveToXmlStore(XmlStore* store, void* place, std::size_t size) noexcept;
+
+/// Takes the room for a document's lists from the document's own store, which goes as a whole.
+template <class T>
+class XmlAllocator
+{
+public:
+    using value_type = T;
+
+    explicit XmlAllocator(XmlStore* where) noexcept : store(where) {}
+    template <class Other>
+    XmlAllocator(const XmlAllocator<Other>& other) noexcept : store(other.Store())
+    {
+    }
+
+    T* allocate(std::size_t count) { return static_cast<T*>(TakeFromXmlStore(store, count * sizeof(T))); }
+    void deallocate(T* place, std::size_t count) noexcept { GiveToXmlStore(store, place, count * sizeof(T)); }
+
+    [[nodiscard]] XmlStore* Store() const noexcept { return store; }
+    template <class Other>
+    bool operator==(const XmlAllocator<Other>& other) const noexcept
+    {
+        return store == other.Store();
+    }
+
+private:
+    XmlStore* store;  // not owned: the document's
+};
+}  // namespace kt
 
 /// A document of elements, read from UTF-8 XML 1.0. Attributes, comments and processing instructions are passed over.
 ///
@@ -16,7 +55,7 @@
 ///          the closing `?`, so it may hold `/`.
 /// Errors:  Load and Parse are false on any syntax error, and the document is then empty. Null from Node is an ordinary
 ///          answer.
-/// Threads: not synchronised.
+/// Threads: not synchronised; while nobody changes it, any number of threads may read.
 /// Memory:  owns its nodes, and each node owns its children; node pointers stay good until the node is removed or the
 ///          document changes as a whole.
 class XmlDocument
@@ -34,8 +73,8 @@ public:
     bool Load(const wchar_t* path);
 
     /// Writes to the remembered path: beside it first, synced, then renamed over it, so that a reader meets the old or the
-    /// new document and never half of one. False when nothing was loaded or created, or the disk refuses; the old file
-    /// stands then.
+    /// new document and never half of one. An existing file keeps its mode, a new one gets 0640. False when nothing was
+    /// loaded or created, no path is known, or the disk refuses; the old file stands then.
     bool Save();
 
     /// Discards the content and makes a root with that tag; the remembered path is kept.
@@ -61,12 +100,13 @@ private:
 
 /// One element: a tag, its own text and its children in document order.
 ///
-/// Threads: not synchronised, as its document.
-/// Memory:  lives in a document; removed nodes are freed with their subtree.
+/// Threads: not synchronised, as its document; while nobody changes it, any number of threads may read.
+/// Memory:  lives in a document; removed nodes are freed with their subtree. Texts and iterators that it has handed out are
+///          good until the node is changed or freed.
 class XmlDocument::XmlNode
 {
 public:
-    using ChildList = std::list<XmlNode*>;
+    using ChildList = std::list<XmlNode*, kt::XmlAllocator<XmlNode*>>;
     using iterator = ChildList::iterator;
     using const_iterator = ChildList::const_iterator;
 
@@ -105,6 +145,12 @@ public:
 
 private:
     friend class XmlDocument;
-    XmlNode() = default;
+    friend struct kt::XmlTree;
+    explicit XmlNode(const KTWideString* itsTag) noexcept : tag(itsTag) {}
     ~XmlNode() = default;
+
+    const KTWideString* tag;  // not owned: the store's, one for each different tag
+    mutable std::atomic<std::uintptr_t> text{
+        0};                         // owned: see kt::XmlTree; Value() makes the wide form at the first call
+    ChildList* children = nullptr;  // owned; null until there is a child
 };
