@@ -183,8 +183,14 @@ export class Model extends EventTarget {
       .reduce((best, next) => (best === null || distance(next) < distance(best) ? next : best), null);
   }
 
+  /** When this page first met it, 0 for what was there at the start. */
+  firstSeen(item) {
+    const key = arrivalKey(item);
+    return this.seen.occurrences?.get(key) ?? this.seen.active?.get(key) ?? 0;
+  }
+
   isNew(occurrence) {
-    return Date.now() - (this.seen.occurrences?.get(arrivalKey(occurrence)) ?? 0) < NEW_FOR;
+    return Date.now() - this.firstSeen(occurrence) < NEW_FOR;
   }
 
   failedDevices() {
@@ -210,10 +216,12 @@ export class Model extends EventTarget {
   arranged(items) {
     const groups = (item) => (this.configured(item.id) ?? this.configuredByName(item.name))?.groups ?? [];
     const begin = (item) => item.since?.getTime() ?? 0;
+    // Dates have whole seconds: of two within one second, that which this page saw later is the newer one.
+    const later = (a, b) => begin(a) - begin(b) || this.firstSeen(a) - this.firstSeen(b);
     const orders = {
-      newest: (a, b) => begin(b) - begin(a),
-      oldest: (a, b) => begin(a) - begin(b),
-      name: (a, b) => a.name.localeCompare(b.name) || begin(b) - begin(a),
+      newest: (a, b) => later(b, a),
+      oldest: later,
+      name: (a, b) => a.name.localeCompare(b.name) || later(b, a),
     };
     return items
       .filter((item) => this.matches([item.name, item.description, item.annotation, ...groups(item)]))
