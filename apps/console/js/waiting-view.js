@@ -52,6 +52,14 @@ export class WaitingView {
     this.pane.setStale(this.model, reply);
     this.renderEmpty(reply, waiting, arranged);
     this.renderBulk(waiting, arranged);
+    this.blinkTogether();
+  }
+
+  /** Signs that blink each in its own time are a flicker; together they are one signal. */
+  blinkTogether() {
+    for (const animation of this.pane.rows.getAnimations({ subtree: true })) {
+      if (animation.startTime !== 0) animation.startTime = 0;
+    }
   }
 
   create(occurrence) {
