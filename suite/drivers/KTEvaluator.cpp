@@ -1,0 +1,26 @@
+#include "host/KTEvaluator.h"
+
+#include "suite/drivers/KTExpressionCompiler.h"
+#include "suite/drivers/KTExpressionParser.h"
+#include "suite/drivers/KTPolacaProgram.h"
+
+void KTEvaluator::Set(const wchar_t* expression)
+{
+    text = expression;
+    polaca.program.reset();
+}
+
+void KTEvaluator::Clear()
+{
+    text.Clear();
+    polaca.program.reset();
+}
+
+int KTEvaluator::AnalizeExpression()
+{
+    polaca.program.reset();
+    KTExpression expression;
+    if (!KTExpressionParser::Parse(text.Str(), text.Length(), expression)) return -1;
+    polaca.program = KTPolaca::Program::Make(KTExpressionCompiler(expression));
+    return polaca.program->kind;
+}

@@ -1,0 +1,80 @@
+#include "suite/drivers/KTExpressionCompiler.h"
+
+#include <algorithm>
+
+#include "host/KTDriver.h"
+#include "host/KTEvaluator.h"
+
+namespace
+{
+constexpr std::size_t unit = 8;  // bytes; all parts begin at a multiple of it
+
+template <class T>
+void CopyTo(T* place, const std::vector<T>& part)
+{
+    std::copy(part.begin(), part.end(), place);
+}
+}  // namespace
+
+KTExpressionCompiler::KTExpressionCompiler(const KTExpression& tree) : expression(tree), quick(tree), careful(tree)
+{
+    for (const std::wstring& name : expression.names) AddVariable(name);
+    LayOut();
+}
+
+void KTExpressionCompiler::AddVariable(const std::wstring& name)
+{
+    KTWideString file;
+    KTWideString hour;
+    KTWideString device;
+    KTWideString variable;
+    SplitFilterDriverVariable(name.c_str(), file, hour, device, variable);
+    KTExpressionVariable entry{};
+    entry.missing = file.Empty() && hour.Empty() ? KTPolaca::unknownDevice : KTPolaca::filteredName;
+    entry.deviceName = AddName(device.Str(), device.Length());
+    entry.variableName = AddName(variable.Str(), variable.Length());
+    variables.push_back(entry);
+}
+
+std::uint32_t KTExpressionCompiler::AddName(const wchar_t* text, int length)
+{
+    const std::size_t begin = names.size();
+    names.insert(names.end(), text, text + length + 1);  // with the terminator
+    return static_cast<std::uint32_t>(begin);
+}
+
+void KTExpressionCompiler::LayOut()
+{
+    bytes = sizeof(KTExpressionProgram);
+    const auto place = [this](std::size_t count, std::size_t size)
+    {
+        const std::size_t begin = (bytes + unit - 1) / unit;
+        bytes = begin * unit + count * size;
+        return static_cast<std::uint16_t>(begin);
+    };
+    place(quick.code.size(), sizeof(KTExpressionWord));
+    const int scratch = std::max(quick.scratch, careful.scratch);
+    head.scratch = place(static_cast<std::size_t>(scratch), sizeof(double));
+    head.variables = place(variables.size(), sizeof(KTExpressionVariable));
+    head.numbers = place(careful.numbers.size(), sizeof(double));
+    head.items = place(careful.code.size(), sizeof(KTExpressionItem));
+    head.places = place(quick.places.size(), sizeof(KTExpressionPlace));
+    head.names = place(names.size(), sizeof(wchar_t));
+    head.bytes = static_cast<std::uint32_t>(bytes);
+    head.registry = &KTDriver::Generation();
+    head.kind = expression.Root().logical ? 1 : 0;
+    head.onlyName = expression.onlyName ? 1 : 0;
+    head.variableCount = static_cast<std::uint16_t>(variables.size());
+    head.placeCount = static_cast<std::uint16_t>(quick.places.size());
+}
+
+void KTExpressionCompiler::WriteTo(KTExpressionProgram& program) const
+{
+    program = head;
+    CopyTo(program.Code(), quick.code);
+    CopyTo(program.Variables(), variables);
+    CopyTo(program.Numbers(), careful.numbers);
+    CopyTo(program.Items(), careful.code);
+    CopyTo(program.Places(), quick.places);
+    CopyTo(program.Names(), names);
+}

@@ -1,0 +1,39 @@
+// Packs the two codes of an expression and all they need into one block.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "suite/drivers/KTExpression.h"
+#include "suite/drivers/KTExpressionCarefulCompiler.h"
+#include "suite/drivers/KTExpressionProgram.h"
+#include "suite/drivers/KTExpressionQuickCompiler.h"
+
+/// Compiles at construction.
+///
+/// Memory: looks at the expression, which must outlive it.
+class KTExpressionCompiler
+{
+public:
+    explicit KTExpressionCompiler(const KTExpression& tree);
+
+    /// Bytes of the block.
+    [[nodiscard]] std::size_t Bytes() const { return bytes; }
+
+    /// `program` stands at the beginning of Bytes() bytes, aligned to 8. Nothing is looked up yet.
+    void WriteTo(KTExpressionProgram& program) const;
+
+private:
+    void AddVariable(const std::wstring& name);
+    std::uint32_t AddName(const wchar_t* text, int length);
+    void LayOut();
+
+    const KTExpression& expression;
+    const KTExpressionQuickCompiler quick;
+    const KTExpressionCarefulCompiler careful;
+    std::vector<KTExpressionVariable> variables;
+    std::vector<wchar_t> names;
+    KTExpressionProgram head{};
+    std::size_t bytes = 0;
+};
