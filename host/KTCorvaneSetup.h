@@ -1,6 +1,8 @@
 // The suite-wide settings as the module sees them.
 #pragma once
 
+#include <vector>
+
 #include "host/KTString.h"
 
 /// What the host knows about its installation. All paths end in a separator.
@@ -22,6 +24,8 @@ struct KTSetupData
     KTNarrowString smtpUser;
     KTNarrowString smtpPassword;
     bool smtpAuthenticated = false;
+    std::vector<KTWideString> screens;  // names of what clients can open
+    std::vector<KTWideString> reports;
 };
 
 /// The one set of settings of the process.
@@ -50,10 +54,19 @@ public:
     [[nodiscard]] const KTNarrowString& SmtpPassword() const { return data.smtpPassword; }
     [[nodiscard]] bool SmtpAuthenticated() const { return data.smtpAuthenticated; }
     [[nodiscard]] const KTWideString& AppPath() const { return data.appPath; }
+    [[nodiscard]] const std::vector<KTWideString>& Screens() const { return data.screens; }
+    [[nodiscard]] const std::vector<KTWideString>& Reports() const { return data.reports; }
 
 private:
     KTSetupData data;
 };
 
-/// The directory of the running program, ending in a separator. Replaces and returns `out`.
+/// The directory of the running program, ending in a separator: the AppPath of the settings, or where the executable
+/// lies while there is none. "../html" behind it, with the `..` taken out of the text, is the directory of the feed.
+/// Replaces and returns `out`.
 KTWideString& GetAppPath(KTWideString& out);
+
+/// The place of a screen, or report, of that name among those of the settings, from 0. False, with `id` unchanged, when
+/// there is none; the comparison is exact.
+bool ScreenName2Id(const wchar_t* name, int& id);
+bool ReportName2Id(const wchar_t* name, int& id);
