@@ -31,8 +31,8 @@ struct KTVariableSettings
 
 struct KTDeviceSettings
 {
-    std::string name;    // no `.`, `[`, `]`, `@`, `:`
-    std::string driver;  // memory, simulator, modbus-tcp, mqtt
+    std::string name;                   // no `.`, `[`, `]`, `@`, `:`
+    std::string driver = "modbus-tcp";  // memory, simulator, modbus-tcp, mqtt
     std::string type;
     std::string description;
     std::string host = "127.0.0.1";
@@ -65,9 +65,12 @@ struct KTScreenSettings
     std::vector<std::string> devices;
 };
 
-/// The whole file with the defaults in force. Paths are absolute and end in no separator.
+/// The whole file with the defaults in force.
 ///
-/// Memory:  a plain value.
+/// Format:  docs/settings.md. Texts are UTF-8 without NUL. Paths are absolute and end in no separator but "/" itself.
+/// Errors:  one message, "FILE:LINE: what is wrong and what is allowed", about the first mistake of the file. It shows no
+///          password.
+/// Threads: a plain value. Load changes nothing but the object; Configure and Install change what the process reads.
 struct KTSettings
 {
     std::string programName = "Corvane";
@@ -112,13 +115,37 @@ struct KTSettings
     std::vector<std::string> reports;
     std::vector<KTDeviceSettings> devices;
 
+    std::string file;       // as given to Load, for messages
     std::string directory;  // of the settings file, absolute
 
-    /// Reads and checks the file. False with `error` as "FILE:LINE: what is wrong and what is allowed"; the settings are
-    /// then unusable.
-    bool Load(const std::string& file, std::string& error);
+    // Where keys stand in the file that can only be judged when they are used; 0 where the default counts.
+    unsigned listenLine = 0;
+    unsigned languageLine = 0;
+    unsigned resourcesLine = 0;
 
-    /// Hands what the module reads to KTCorvaneSetup and the separators to LocaleInformationWide, and makes missing data
-    /// and html directories. False with `error` when one can't be made.
+    /// Reads and checks the file. False with `error`; the settings are then the defaults.
+    bool Load(const std::string& settingsFile, std::string& error);
+
+    /// As Load, with the file's text at hand; `settingsFile` says where relative paths start and need not exist.
+    bool Parse(const std::string& text, const std::string& settingsFile, std::string& error);
+
+    /// Whether a server may listen where http.listen says: off the loopback only with users and TLS, or with `open`.
+    /// False with `error`.
+    [[nodiscard]] bool MayListen(std::string& error) const;
+
+    /// Hands what the module reads to KTCorvaneSetup, the separators to LocaleInformationWide, and loads the language.
+    /// False with `error` when there are no texts of that language.
+    bool Configure(std::string& error) const;
+
+    /// Makes missing data and html directories, and what GetAppPath needs where html has another name. False with `error` when one can't be made.
+    [[nodiscard]] bool MakeDirectories(std::string& error) const;
+
+    /// Configure and MakeDirectories: what every program does that runs events.
     bool Install(std::string& error) const;
+
+    /// Every key that a file may hold, with its tables: "http.port", "device.variable.scale".
+    static std::vector<std::string> Keys();
 };
+
+/// True for an address that only this machine reaches: 127.0.0.0/8, ::1, or "localhost".
+bool IsLoopbackAddress(const std::string& address);
