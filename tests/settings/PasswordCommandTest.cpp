@@ -12,7 +12,10 @@
 
 #include "suite/support/KTPassword.h"
 
+namespace corvane
+{
 int Password(std::istream& in, bool terminal, std::ostream& out, std::ostream& err);
+}
 
 namespace
 {
@@ -28,7 +31,7 @@ Result Piped(const std::string& input)
     std::istringstream in(input);
     std::ostringstream out;
     std::ostringstream err;
-    const int code = Password(in, false, out, err);
+    const int code = corvane::Password(in, false, out, err);
     return {code, out.str(), err.str()};
 }
 
@@ -42,7 +45,7 @@ public:
         child = forkpty(&terminal, nullptr, nullptr, nullptr);
         if (child != 0) return;
         std::ostringstream out;
-        const int code = Password(std::cin, true, out, std::cerr);
+        const int code = corvane::Password(std::cin, true, out, std::cerr);
         const std::string text = out.str();
         (void)!write(output[1], text.data(), text.size());
         termios after{};
