@@ -21,7 +21,7 @@ def main():
     suite = loader.loadTestsFromNames(names) if names else loader.discover(str(HERE), "test_*.py")
     result = unittest.TextTestRunner(verbosity=2).run(suite)
     ConsoleCase.close_browser()
-    failed = len(result.failures) + len(result.errors)
+    failed = len({test.id() for test, _ in result.failures + result.errors})
     skipped = len(result.skipped)
     print(f"{result.testsRun - failed - skipped} passed, {failed} failed, {skipped} skipped", flush=True)
     return 0 if result.wasSuccessful() and result.testsRun > skipped else 1

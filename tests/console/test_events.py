@@ -50,6 +50,15 @@ class ActiveEvents(ConsoleCase):
         self.assertEqual(3, len(set(signs)), "each state has a sign of its own")
         self.assertEqual(["Waits"], self.page.waiting())
 
+    def test_count_as_waiting_as_long_as_nothing_says_that_they_are_not(self):
+        self.server.fault, self.server.fault_path = "broken", "/services/events/notified.xml"
+        self.plant.activate("Waits")
+        self.plant.activate("Informs", notify=False)
+        self.page.open()
+        self.page.until(lambda: len(self.page.active()) == 2, "both events")
+        self.assertIn("Waiting", self.page.row_text("#active", "Waits"))
+        self.assertIn("Information", self.page.row_text("#active", "Informs"))
+
     def test_that_end_go(self):
         self.plant.activate("Pump dry", notify=False)
         self.page.open()
@@ -160,8 +169,11 @@ class WaitingOccurrences(ConsoleCase):
         self.assertTrue(self.page.driver.title.startswith("(1000) "))
         more = self.page.part("#waiting", "more")
         self.assertEqual("Show all 1000", more.text)
+        scene_many(self.plant, 500)
+        self.page.until(lambda: more.text == "Show 1200 of 1500", "the button follows")
         more.click()
-        self.page.until(lambda: len(self.page.waiting()) == 1000, "all 1000")
+        self.page.until(lambda: len(self.page.waiting()) == 1200, "1200")
+        self.assertEqual("Show all 1500", more.text)
 
 
 class NewOccurrences(ConsoleCase):

@@ -223,6 +223,22 @@ class AllEvents(ConsoleCase):
         self.assertIn("Active", self.page.row_text("#page-configured", "Wakes"))
 
 
+class Crowds(ConsoleCase):
+    def test_of_devices_and_events_are_counted_and_can_be_asked_for(self):
+        with self.plant.mutex:
+            for number in range(310):
+                self.plant.configure(f"Event {number}")
+                self.plant.device(f"METER{number}", variables=[("P", "", number, ())])
+        for route, rows in (("#/configured", "#page-configured .row"), ("#/variables", "#page-variables .device")):
+            self.page.open(route)
+            root = rows.split()[0]
+            count = lambda: len(self.page.driver.find_elements(By.CSS_SELECTOR, rows))
+            self.page.until(lambda: count() == 300, "the first 300")
+            self.assertEqual("Show all 310", self.page.part(root, "more").text)
+            self.page.part(root, "more").click()
+            self.page.until(lambda: count() == 310, "all")
+
+
 class Routes(ConsoleCase):
     def test_that_do_not_exist_lead_to_the_events(self):
         scene_many(self.plant, 1)

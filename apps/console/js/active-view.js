@@ -14,7 +14,10 @@ const STATES = {
 export function activeState(model, event) {
   const occurrence = model.occurrenceOf(event);
   if (occurrence) return occurrence.acknowledged ? "acknowledged" : "alarm";
-  return "information";
+  const configured = model.configured(event.id);
+  if (configured) return configured.notify ? "alarm" : "information";
+  // Nothing says that somebody needn't look, so somebody has to.
+  return model.replies.occurrences.items === null ? "alarm" : "information";
 }
 
 export class ActiveView {
@@ -24,8 +27,8 @@ export class ActiveView {
       keyOf: (event) => event.id,
       create: (event) => this.create(event),
       update: (row, event) => this.update(row, event),
+      onMore: () => model.changed(),
     });
-    this.pane.onMore = () => this.model.changed();
   }
 
   render() {

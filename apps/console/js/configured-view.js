@@ -18,6 +18,7 @@ export class ConfiguredView {
       keyOf: (event) => event.id,
       create: () => fromTemplate("row-configured"),
       update: (row, event) => this.update(row, event),
+      onMore: () => model.changed(),
     });
   }
 

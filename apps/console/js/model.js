@@ -11,6 +11,17 @@ const SAME_CLOCK = 2500;
 /** An event that becomes active again is news, though its id is the old one. */
 const arrivalKey = (item) => `${item.id} ${item.since?.getTime() ?? ""}`;
 
+/** The items by one of their texts, in lists. */
+function index(items, keyOf) {
+  const found = new Map();
+  for (const item of items) {
+    const list = found.get(keyOf(item));
+    if (list) list.push(item);
+    else found.set(keyOf(item), [item]);
+  }
+  return found;
+}
+
 const emptyReply = () => ({ items: null, at: null, error: null });
 
 export class Model extends EventTarget {
@@ -30,6 +41,9 @@ export class Model extends EventTarget {
   reset({ signInNeeded = false } = {}) {
     this.epoch += 1;  // answers to what was asked before are nobody's any more
     this.replies = { active: emptyReply(), occurrences: emptyReply(), catalogue: emptyReply(), devices: emptyReply() };
+    this.catalogueById = new Map();
+    this.catalogueByName = new Map();
+    this.runningByName = new Map();
     this.link = { state: "connecting", message: "", retryAt: null, lostAt: null };
     this.lastGood = null;
     this.askedAt = null;
@@ -56,8 +70,18 @@ export class Model extends EventTarget {
   setReply(name, items) {
     this.replies[name] = { items, at: Date.now(), error: null };
     if (name === "active") this.noteArrivals(name, items);
-    if (name !== "occurrences") return;
-    this.noteArrivals(name, this.waiting());
+    if (name === "catalogue") this.catalogueArrived(items);
+    if (name === "occurrences") this.occurrencesArrived(items);
+  }
+
+  catalogueArrived(events) {
+    this.catalogueById = index(events, (event) => event.id);
+    this.catalogueByName = index(events, (event) => event.name);
+  }
+
+  occurrencesArrived(occurrences) {
+    this.runningByName = index(occurrences.filter((occurrence) => !occurrence.ended), (occurrence) => occurrence.name);
+    this.noteArrivals("occurrences", this.waiting());
     this.forgetSettled(new Set(this.waiting().map((occurrence) => occurrence.id)));
   }
 
@@ -163,12 +187,12 @@ export class Model extends EventTarget {
   }
 
   configured(id) {
-    return this.replies.catalogue.items?.find((event) => event.id === id) ?? null;
+    return this.catalogueById.get(id)?.[0] ?? null;
   }
 
   /** The configured event behind an occurrence, which carries its name alone. */
   configuredByName(name) {
-    return this.replies.catalogue.items?.find((event) => event.name === name) ?? null;
+    return this.catalogueByName.get(name)?.[0] ?? null;
   }
 
   notifies(event) {
@@ -178,8 +202,7 @@ export class Model extends EventTarget {
   /** The running occurrence of an active event: of several by that name, the one that began closest to it. */
   occurrenceOf(event) {
     const distance = (occurrence) => Math.abs((occurrence.since ?? 0) - (event.since ?? 0));
-    return (this.replies.occurrences.items ?? [])
-      .filter((occurrence) => occurrence.name === event.name && !occurrence.ended)
+    return (this.runningByName.get(event.name) ?? [])
       .reduce((best, next) => (best === null || distance(next) < distance(best) ? next : best), null);
   }
 
@@ -208,6 +231,7 @@ export class Model extends EventTarget {
 
   /** Every word of the filter stands somewhere in one of the texts. */
   matches(texts) {
+    if (this.filter === "") return true;
     const haystack = texts.join("\n").toLowerCase();
     return this.filter.toLowerCase().split(/\s+/).every((word) => haystack.includes(word));
   }

@@ -5,19 +5,22 @@ import { durationText, fullText, momentText } from "./time.js";
 
 /** Rows drawn at first: enough for any calm day, few enough for a phone during a bad one. */
 const FIRST_ROWS = 300;
+/** Each request for more shows so many times as many. */
+const GROWTH = 4;
 
 export class Pane {
-  /** `keyOf`, `create` and `update` as for drawRows. */
-  constructor(root, { keyOf, create, update }) {
+  /** `keyOf`, `create` and `update` as for drawRows; `onMore` is called when the limit has been raised. */
+  constructor(root, { keyOf, create, update, onMore }) {
     this.root = root;
     this.rows = part(root, "rows");
     this.keyOf = keyOf;
     this.create = create;
     this.update = update;
     this.limit = FIRST_ROWS;
-    part(root, "more")?.addEventListener("click", () => {
-      this.limit = Infinity;
-      this.onMore?.();
+    this.more = part(root, "more");
+    this.more.addEventListener("click", () => {
+      this.limit *= GROWTH;
+      onMore();
     });
   }
 
@@ -25,11 +28,8 @@ export class Pane {
   draw(items) {
     const drawn = items.slice(0, this.limit);
     const gone = drawRows(this.rows, drawn, this.keyOf, this.create, this.update);
-    const more = part(this.root, "more");
-    if (more) {
-      more.hidden = drawn.length === items.length;
-      setText(more, `Show all ${items.length}`);
-    }
+    this.more.hidden = drawn.length === items.length;
+    setText(this.more, items.length <= this.limit * GROWTH ? `Show all ${items.length}` : `Show ${this.limit * GROWTH} of ${items.length}`);
     return { drawn, gone };
   }
 

@@ -27,6 +27,7 @@ export class VariablesView {
       keyOf: (device) => device.name,
       create: () => fromTemplate("device"),
       update: (section, device) => this.update(section, device),
+      onMore: () => model.changed(),
     });
   }
 

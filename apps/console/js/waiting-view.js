@@ -18,8 +18,8 @@ export class WaitingView {
       keyOf: (occurrence) => occurrence.id,
       create: (occurrence) => this.create(occurrence),
       update: (row, occurrence) => this.update(row, occurrence),
+      onMore: () => model.changed(),
     });
-    this.pane.onMore = () => this.model.changed();
     this.drawn = [];
     this.movedAt = 0;
     this.pointerInside = false;
