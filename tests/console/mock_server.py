@@ -23,7 +23,8 @@ import xml.etree.ElementTree as ElementTree
 from xml.sax.saxutils import escape
 
 CONSOLE = pathlib.Path(__file__).resolve().parents[2] / "apps" / "console"
-POLICY = "default-src 'self'; style-src 'self'; img-src 'self' data:"
+POLICY = ("default-src 'self'; style-src 'self'; img-src 'self' data:; frame-ancestors 'none'; base-uri 'none'; "
+          "form-action 'self'")
 TYPES = {".html": "text/html; charset=utf-8", ".js": "text/javascript; charset=utf-8", ".css": "text/css; charset=utf-8",
          ".svg": "image/svg+xml"}
 HEAD = '<?xml version="1.0" encoding="UTF-8" standalone="yes"?>'
