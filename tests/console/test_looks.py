@@ -82,6 +82,29 @@ class Phone(ConsoleCase):
         self.page.until(lambda: "Supply load high" not in self.page.waiting(), "acknowledged by touch")
 
 
+class Widths(ConsoleCase):
+    def test_between_phone_and_wall_screen_leave_nothing_sticking_out(self):
+        scene_day(self.plant)
+        self.server.users = {"operator-with-a-long-name": "x"}
+        self.page.open()
+        self.page.until(lambda: self.page.shown("#signin"), "the form")
+        self.page.sign_in("operator-with-a-long-name", "x")
+        self.page.until(lambda: len(self.page.waiting()) == 3, "three waiting")
+        for width in (360, 600, 800, 1024, 1200, 1280, 1920):
+            self.browser.screen(width, 800)
+            # The text itself is measured: a box that has shrunk too far lets its text stick out.
+            out = self.page.script("""
+                const right = (node) => {
+                  const range = document.createRange();
+                  range.selectNodeContents(node);
+                  return range.getBoundingClientRect().right;
+                };
+                return [...document.querySelectorAll(".tile, .pane-head, .row, .top")].filter((box) => box.checkVisibility())
+                  .flatMap((box) => [...box.querySelectorAll("*")].filter((e) => e.checkVisibility() && !e.closest("svg, .quiet")
+                    && right(e) > box.getBoundingClientRect().right + 0.5).map((e) => e.textContent))""")
+            self.assertEqual([], out, width)
+
+
 class Colours(ConsoleCase):
     def ground(self):
         return [int(number) for number in re.findall(r"\d+", self.page.find("body").value_of_css_property("background-color"))[:3]]
