@@ -69,19 +69,14 @@ std::atomic<KTClock*> installed{nullptr};
 
 void kt::SetScanThread(bool scanning) { yieldState.scanning = scanning; }
 
-void kt::YieldProcessor()
+bool kt::YieldProcessor()
 {
     YieldState& state = yieldState;
-    if (state.scanning)
-    {
-        const std::int64_t now = MonotonicNanoseconds();
-        if (now - state.last < yieldPause) return;
-        sched_yield();
-        // The pause counts from the return: the time slice that a yield costs isn't part of it.
-        state.last = MonotonicNanoseconds();
-        return;
-    }
+    if (state.scanning && MonotonicNanoseconds() - state.last < yieldPause) return false;
     sched_yield();
+    // The pause counts from the return: the time slice that a yield costs isn't part of it.
+    if (state.scanning) state.last = MonotonicNanoseconds();
+    return true;
 }
 
 KTClock& KTClock::Get()

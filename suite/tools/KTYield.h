@@ -7,8 +7,8 @@ namespace kt
 void SetScanThread(bool scanning);
 
 /// Yields; on the thread of a scan at most once in 200 µs of real time since that thread's last yield, because on a busy
-/// machine each costs a whole time slice.
+/// machine each costs a whole time slice. Tells whether it did.
 ///
 /// Threads: any; the state is each thread's own.
-void YieldProcessor();
+bool YieldProcessor();
 }  // namespace kt
