@@ -1,8 +1,11 @@
 #include "host/KTEvaluator.h"
 
+#include <string>
+
 #include "suite/drivers/KTExpressionCompiler.h"
 #include "suite/drivers/KTExpressionParser.h"
 #include "suite/drivers/KTPolacaProgram.h"
+#include "suite/support/KTLanguage.h"
 
 void KTEvaluator::Set(const wchar_t* expression)
 {
@@ -23,4 +26,9 @@ int KTEvaluator::AnalizeExpression()
     if (!KTExpressionParser::Parse(text.Str(), text.Length(), expression)) return -1;
     polaca.program = KTPolaca::Program::Make(KTExpressionCompiler(expression));
     return polaca.program->kind;
+}
+
+bool KTEvaluator::ErrorMsg(int code, KTWideString& out)
+{
+    return KTLoadText(("E" + std::to_string(code)).c_str(), out);
 }

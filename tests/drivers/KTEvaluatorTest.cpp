@@ -7,6 +7,7 @@
 #include <string>
 #include <thread>
 
+#include "suite/support/KTLanguage.h"
 #include "tests/support/TestDriver.h"
 
 namespace
@@ -746,4 +747,43 @@ TEST_F(KTEvaluatorTest, SeesValuesThatOtherThreadsWrite)
         EXPECT_TRUE(outcome.code == KTPolaca::noValue || outcome.value == 1.0 || outcome.value == 0.0);
     }
     writer.join();
+}
+
+TEST_F(KTEvaluatorTest, ExplainsEachCodeInTheLanguageInForce)
+{
+    std::string error;
+    const std::string resources = CORVANE_SOURCE_DIRECTORY "/resources";
+    const struct
+    {
+        int code;
+        const wchar_t* english;
+        const wchar_t* spanish;
+    } rows[] = {
+        {KTPolaca::success, L"success", L"correcto"},
+        {KTPolaca::nothingCompiled, L"nothing compiled", L"no hay nada compilado"},
+        {KTPolaca::unknownDevice, L"the device doesn't exist", L"el dispositivo no existe"},
+        {KTPolaca::unknownVariable, L"the variable doesn't exist", L"la variable no existe"},
+        {KTPolaca::filteredName, L"a filtered name can't be read here",
+         L"aqu\u00ed no se puede leer un nombre con filtro"},
+        {KTPolaca::divisionByZero, L"division by zero", L"divisi\u00f3n por cero"},
+        {KTPolaca::outsideDomain, L"an argument outside a function's domain, or a result that isn't finite",
+         L"un argumento fuera del dominio de una funci\u00f3n, o un resultado que no es finito"},
+        {KTPolaca::noValue, L"the variable exists and has no value now", L"la variable existe y ahora no tiene valor"},
+    };
+    for (const bool english : {false, true})
+    {
+        ASSERT_TRUE(KTLanguage::Load(resources, english ? "en" : "es", error)) << error;
+        for (const auto& row : rows)
+        {
+            KTWideString text(L"before");
+            EXPECT_TRUE(KTEvaluator::ErrorMsg(row.code, text)) << row.code;
+            EXPECT_TRUE(text == (english ? row.english : row.spanish)) << row.code;
+        }
+        for (const int unknown : {-1, 1, 39, 44, 61, 63, 600})
+        {
+            KTWideString text(L"before");
+            EXPECT_FALSE(KTEvaluator::ErrorMsg(unknown, text)) << unknown;
+            EXPECT_TRUE(text.Empty()) << unknown;
+        }
+    }
 }
