@@ -23,13 +23,6 @@ auto Find(const Map& map, const Key& key) -> typename Map::mapped_type
     return found == map.end() ? nullptr : found->second;
 }
 
-template <class Container>
-void DeleteAll(Container& container)
-{
-    for (auto* element : container) delete element;
-    container.clear();
-}
-
 // Equal names keep the order of the document.
 template <class Container>
 void SortByName(Container& container)
@@ -46,7 +39,7 @@ KTEventSystem::KTEventSystem(const KTEventSystem& other) { ShareContent(other); 
 KTEventSystem& KTEventSystem::operator=(const KTEventSystem& other)
 {
     if (this == &other) return *this;
-    Reset();
+    KeepContent();
     ShareContent(other);
     return *this;
 }
@@ -68,21 +61,43 @@ void KTEventSystem::ShareContent(const KTEventSystem& other)
     ownsContent = false;
 }
 
+template <class Container, class Element>
+void KTEventSystem::Empty(Container& container, std::vector<std::unique_ptr<Element>>& kept)
+{
+    if (ownsContent)
+        for (Element* element : container) delete element;
+    container.clear();
+    kept.clear();
+}
+
+void KTEventSystem::KeepContent()
+{
+    if (!ownsContent) return;
+    for (KTEventDriver* event : events) keptEvents.emplace_back(event);
+    for (KTTimeTable* table : timeTables) keptTimeTables.emplace_back(table);
+    for (KTEventDriverGroup* group : eventsGroups) keptGroups.emplace_back(group);
+}
+
+template <class Container, class Element>
+void KTEventSystem::Add(Container& container, std::vector<std::unique_ptr<Element>>& kept,
+                        std::unique_ptr<Element> element)
+{
+    container.push_back(element.get());
+    if (ownsContent)
+        element.release();  // the container owns it from here on
+    else
+        kept.push_back(std::move(element));
+}
+
 void KTEventSystem::Reset()
 {
     eventIndex = {};
     groupIndex = {};
     timeTableIndex.clear();
-    if (ownsContent)
-    {
-        DeleteAll(events);
-        DeleteAll(timeTables);
-        DeleteAll(eventsGroups);
-        return;
-    }
-    events.clear();
-    timeTables.clear();
-    eventsGroups.clear();
+    // Events first: until they are gone they refer to tables and groups.
+    Empty(events, keptEvents);
+    Empty(timeTables, keptTimeTables);
+    Empty(eventsGroups, keptGroups);
     ownsContent = true;
 }
 
@@ -92,10 +107,8 @@ void KTEventSystem::LoadTables(const XmlDocument::XmlNode* container)
     if (container == nullptr) return;
     for (auto child = container->ChildsBegin(); child != container->ChildsEnd(); ++child)
     {
-        auto table = std::make_unique<Table>();
-        if (!table->LoadXml(*child)) continue;  // a bad table is simply absent
-        timeTables.push_back(table.get());
-        table.release();  // the list owns it from here on
+        std::unique_ptr<KTTimeTable> table = std::make_unique<Table>();
+        if (table->LoadXml(*child)) Add(timeTables, keptTimeTables, std::move(table));  // a bad table is simply absent
     }
 }
 
@@ -139,7 +152,7 @@ bool KTEventSystem::LoadXml(const XmlDocument& document)
     for (auto child = groupsNode->ChildsBegin(); child != groupsNode->ChildsEnd(); ++child)
     {
         auto group = std::make_unique<KTEventDriverGroup>();
-        if (group->LoadXml(**child)) eventsGroups.push_back(group.release());
+        if (group->LoadXml(**child)) Add(eventsGroups, keptGroups, std::move(group));
     }
     BuildIndex(groupIndex, eventsGroups);
 
@@ -147,7 +160,7 @@ bool KTEventSystem::LoadXml(const XmlDocument& document)
     for (auto child = eventsNode->ChildsBegin(); child != eventsNode->ChildsEnd(); ++child)
     {
         auto event = std::make_unique<KTEventDriver>();
-        if (event->LoadXml(*child)) events.push_back(event.release());
+        if (event->LoadXml(*child)) Add(events, keptEvents, std::move(event));
     }
     BuildIndex(eventIndex, events);
     return true;
@@ -160,8 +173,8 @@ bool KTEventSystem::LoadParkingXml(const XmlDocument& document)
     {
         const XmlDocument::XmlNode* const node = document.Node(path);
         if (node == nullptr) continue;
-        auto event = std::make_unique<KTEventDriverParking>();
-        if (event->LoadXml(node)) events.push_back(event.release());
+        std::unique_ptr<KTEventDriver> event = std::make_unique<KTEventDriverParking>();
+        if (event->LoadXml(node)) Add(events, keptEvents, std::move(event));
     }
     BuildIndex(eventIndex, events);
     return true;

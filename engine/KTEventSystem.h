@@ -2,6 +2,7 @@
 #pragma once
 
 #include <list>
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -21,7 +22,8 @@ class KTTimeTable;
 /// Threads: filled and emptied while no scan runs; read under KTEventServer's work mutex, or by a service that holds a
 ///          count of its request slots. The Lock operations are plain lookups that lock nothing; what they return is good
 ///          until the next Reset.
-/// Memory:  a copy shares the pointers of its source and owns none of them, so it must not outlive the source's content.
+/// Memory:  a copy shares the pointers of its source and owns none of them, so it must not outlive the source's content;
+///          what it loads itself is its own. What an assignment replaces is freed by the next Reset.
 class KTEventSystem
 {
 public:
@@ -93,16 +95,27 @@ private:
     static void BuildIndex(Index<Element>& index, const Container& elements);
     void IndexTimeTables();
     void ShareContent(const KTEventSystem& other);
+    void KeepContent();
+    template <class Container, class Element>
+    void Empty(Container& container, std::vector<std::unique_ptr<Element>>& kept);
+    template <class Container, class Element>
+    void Add(Container& container, std::vector<std::unique_ptr<Element>>& kept, std::unique_ptr<Element> element);
 
     std::int32_t rssMaxItems = 20;
     std::int32_t rssItems = 0;
     bool rssActive = false;
     XmlDocument rssDocument;
-    std::vector<KTEventDriver*> events;             // owned
-    std::list<KTTimeTable*> timeTables;             // owned; days, then weeks, then calendars
-    std::vector<KTEventDriverGroup*> eventsGroups;  // owned
+    std::vector<KTEventDriver*> events;             // owned, as ownsContent says
+    std::list<KTTimeTable*> timeTables;             // the same; days, then weeks, then calendars
+    std::vector<KTEventDriverGroup*> eventsGroups;  // the same
     Index<KTEventDriver> eventIndex;
     Index<KTEventDriverGroup> groupIndex;
     std::unordered_map<std::wstring, KTTimeTable*> timeTableIndex;
-    bool ownsContent = true;
+    bool ownsContent = true;  // false while the three containers show what another registry owns
+
+    // Owned besides the three containers: what was loaded on top of a shared content, and what an assignment replaced. The
+    // latter can't go at once, since the assigned one may be a copy of us.
+    std::vector<std::unique_ptr<KTEventDriver>> keptEvents;
+    std::vector<std::unique_ptr<KTTimeTable>> keptTimeTables;
+    std::vector<std::unique_ptr<KTEventDriverGroup>> keptGroups;
 };
