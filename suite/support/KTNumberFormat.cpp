@@ -75,14 +75,34 @@ Decimal FromWhole(std::uint64_t magnitude)
     return decimal;
 }
 
+// Most values of a plant are whole or have few decimals, and need no search for their shortest text. Where a whole number
+// over a million is the number again, that decimal of at most 15 digits is what it stands for: no other one of so few
+// digits lies nearer.
+bool FromFewDecimals(double magnitude, Decimal& decimal)
+{
+    constexpr double million = 1e6;  // exact, so that the division rounds once
+    if (magnitude >= fixedBelow) return false;
+    if (const auto whole = static_cast<std::uint64_t>(magnitude); static_cast<double>(whole) == magnitude)
+    {
+        decimal = FromWhole(whole);
+        return true;
+    }
+    if (magnitude >= fixedBelow / million) return false;
+    const auto millionths = static_cast<std::uint64_t>(magnitude * million + 0.5);
+    if (static_cast<double>(millionths) / million != magnitude) return false;
+    decimal = FromWhole(millionths);
+    decimal.point -= 6;
+    return true;
+}
+
 // The finite magnitude rounded to 15 significant digits, as if from its exact value.
 Decimal ToDecimal(double magnitude)
 {
-    if (magnitude < fixedBelow && magnitude == std::floor(magnitude))
-        return FromWhole(static_cast<std::uint64_t>(magnitude));
+    Decimal decimal;
+    if (FromFewDecimals(magnitude, decimal)) return decimal;
     char text[32];
     const auto shortest = std::to_chars(text, text + sizeof text, magnitude, std::chars_format::scientific);
-    Decimal decimal = FromScientific(text, shortest.ptr);
+    decimal = FromScientific(text, shortest.ptr);
     // The shortest text that gives the number back is the nearest to it of that length. Rounding it once more goes wrong
     // only where it lies exactly between two results while the number itself doesn't: a 16th and last digit 5.
     if (decimal.count == mostDigits + 1 && decimal.digits[mostDigits] == '5')
