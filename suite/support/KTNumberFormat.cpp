@@ -88,7 +88,7 @@ bool FromFewDecimals(double magnitude, Decimal& decimal)
         return true;
     }
     if (magnitude >= fixedBelow / million) return false;
-    const auto millionths = static_cast<std::uint64_t>(magnitude * million + 0.5);
+    const auto millionths = static_cast<std::uint64_t>(std::llround(magnitude * million));
     if (static_cast<double>(millionths) / million != magnitude) return false;
     decimal = FromWhole(millionths);
     decimal.point -= 6;

@@ -201,8 +201,9 @@ void CheckModbusVariable(const toml::table& table, const Value& value, KTVariabl
 {
     const bool bits = variable.table == "coil" || variable.table == "discrete";
     const toml::node* const format = table.get("format");
-    if (bits && format == nullptr) variable.format = "bool";
-    if (bits && variable.format != "bool")
+    if (bits && format == nullptr)
+        variable.format = "bool";
+    else if (bits && variable.format != "bool")
         value.FailAt(*format, value.Path() + ".format must be \"bool\" with table = " + Value::Quoted(variable.table) +
                                   ", whose values are single bits");
     const toml::node* const address = table.get("address");

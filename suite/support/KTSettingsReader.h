@@ -113,11 +113,12 @@ void KTSettingsValue::Table(std::span<const KTSettingsRow<T>> rows, T& out,
     }
     for (const auto& [key, value] : *table)
     {
-        const std::string reason = foreign ? foreign(key.str()) : std::string();
-        const auto row = std::find_if(rows.begin(), rows.end(), [&](const auto& r) { return r.key == key.str(); });
+        const std::string_view word = key.str();
+        const std::string reason = foreign ? foreign(word) : std::string();
+        const auto row = std::find_if(rows.begin(), rows.end(), [&](const auto& r) { return r.key == word; });
         if (row != rows.end() && reason.empty())
         {
-            row->read(KTSettingsValue(value, UnderPath(key.str()), problems), out);
+            row->read(KTSettingsValue(value, UnderPath(word), problems), out);
             continue;
         }
         std::vector<std::string_view> known;
