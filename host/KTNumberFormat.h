@@ -27,9 +27,11 @@ int FormatNumber(KTWideString& out, double value, int decimals, bool group);
 
 struct KTEditTemplateWnd
 {
-    /// `decimalDigits` -1: the shortest text of at most 15 significant digits. 0 or more: rounds as FormatNumber;
-    /// trailing zeros stay only with `leadingZerosDecimal`. `integerDigits` above 0 with `leadingZerosInteger` pads the
-    /// integer part. Digits are never cut off. Negative zero is zero; "NaN", "Inf", "-Inf". Replaces `out`.
+    /// `decimalDigits` -1: the shortest text of at most 15 significant digits, from 1e-6 to below 1e15 without exponent and
+    /// outside as "1.5e+15", "9e-07". 0 or more: rounds as FormatNumber, never with an exponent; trailing zeros stay only
+    /// with `leadingZerosDecimal`. `integerDigits` above 0 with `leadingZerosInteger` pads the integer part. Digits are
+    /// never cut off; neither part is padded to more than 65535. Negative zero is zero; "NaN", "Inf", "-Inf". Replaces
+    /// `out`.
     static void FormatDouble(KTWideString& out, double value, int integerDigits, int decimalDigits,
                              bool thousandSeparator, bool leadingZerosInteger, bool leadingZerosDecimal);
 };
