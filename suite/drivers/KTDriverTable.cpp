@@ -1,5 +1,9 @@
 #include "suite/drivers/KTDriverTable.h"
 
+#include "suite/drivers/KTDriverMemory.h"
+#include "suite/drivers/KTDriverModbus.h"
+#include "suite/drivers/KTDriverSimulator.h"
+
 namespace
 {
 constexpr std::string_view simulatorVariable[] = {"signal", "low", "high", "period_s", "seed"};
@@ -10,11 +14,17 @@ constexpr std::string_view modbusVariable[] = {"table", "address", "format", "wo
 constexpr std::string_view mqttDevice[] = {"host", "port", "user", "password", "tls"};
 constexpr std::string_view mqttVariable[] = {"scale", "topic", "pointer", "publish"};
 
+template <class Driver>
+std::unique_ptr<KTDriverBase> Make(const KTDeviceSettings& device)
+{
+    return std::make_unique<Driver>(device);
+}
+
 constexpr KTDriverRow rows[] = {
-    {"memory", {}, {}},
-    {"simulator", {}, simulatorVariable},
-    {"modbus-tcp", modbusDevice, modbusVariable},
-    {"mqtt", mqttDevice, mqttVariable},
+    {"memory", {}, {}, Make<KTDriverMemory>},
+    {"simulator", {}, simulatorVariable, Make<KTDriverSimulator>},
+    {"modbus-tcp", modbusDevice, modbusVariable, Make<KTDriverModbus>},
+    {"mqtt", mqttDevice, mqttVariable, nullptr},
 };
 }  // namespace
 
