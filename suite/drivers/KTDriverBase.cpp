@@ -58,7 +58,7 @@ KTDriverBase::KTDriverBase(const wchar_t* deviceName, const wchar_t* deviceType,
 void KTDriverBase::AddVariable(const wchar_t* variable, const wchar_t* variableDescription,
                                const std::vector<KTWideString>& labels, bool writable)
 {
-    const int id = VariableCount();
+    const int id = static_cast<int>(variables.size());
     tagSVariable& added = variables.emplace_back();
     added.name = variable;
     added.description = variableDescription;
