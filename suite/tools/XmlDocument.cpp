@@ -24,6 +24,8 @@ using Node = XmlDocument::XmlNode;
 
 Node* Writable(const Node* node) { return const_cast<Node*>(node); }
 
+kt::XmlPiece Whole(const wchar_t* text) { return {text, static_cast<std::size_t>(KTWideChar::Length(text))}; }
+
 Node* AppendNew(Node& parent, const wchar_t* tag)
 {
     XmlStore& store = XmlStore::Of(&parent);
@@ -191,7 +193,7 @@ void XmlDocument::XmlNode::SetValue(const wchar_t* value)
 
 void XmlDocument::XmlNode::SetValue(const wchar_t* childTag, const wchar_t* value)
 {
-    const XmlNode* const child = kt::FindChild(*this, childTag, static_cast<std::size_t>(KTWideChar::Length(childTag)));
+    const XmlNode* const child = kt::FindChild(*this, Whole(childTag));
     (child != nullptr ? Writable(child) : NewChild(childTag))->SetValue(value);
 }
 
@@ -233,7 +235,7 @@ void XmlDocument::XmlNode::RemoveChild(XmlNode* child)
 
 bool XmlDocument::XmlNode::EraseTag(const wchar_t* childTag)
 {
-    const XmlNode* const child = kt::FindChild(*this, childTag, static_cast<std::size_t>(KTWideChar::Length(childTag)));
+    const XmlNode* const child = kt::FindChild(*this, Whole(childTag));
     if (child == nullptr) return false;
     RemoveChild(Writable(child));
     return true;

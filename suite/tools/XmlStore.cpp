@@ -5,6 +5,7 @@
 #include <new>
 
 #include "host/XmlDocument.h"
+#include "suite/tools/XmlIndex.h"
 
 namespace
 {
@@ -39,6 +40,12 @@ kt::XmlStore::~XmlStore()
         blocks = next;
     }
     while (large.next != &large) GiveLarge(large.next + 1);
+}
+
+kt::XmlIndexes& kt::XmlStore::Indexes()
+{
+    if (!indexes) indexes = std::make_unique<XmlIndexes>();
+    return *indexes;
 }
 
 void* kt::XmlStore::Take(std::size_t size)

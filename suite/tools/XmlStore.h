@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -10,6 +11,8 @@
 
 namespace kt
 {
+class XmlIndexes;
+
 /// A pool that gives room in sizes of 8 bytes, takes it back for the same size, and frees everything at once.
 ///
 /// A document of 100,000 events has millions of small pieces: without a header each, side by side, they take a third of
@@ -35,7 +38,14 @@ public:
     /// The one text for all nodes of that tag, which lives as long as the store.
     const KTWideString* Intern(const wchar_t* tag, int length);
 
-    /// Held by readers who add something: the wide form of a text.
+    /// Rises with every change of a tree that lives here.
+    [[nodiscard]] std::uint64_t Version() const { return version; }
+    void Change() { ++version; }
+
+    /// What speeds the selectors of paths up; under SharedMutex.
+    XmlIndexes& Indexes();
+
+    /// Held by readers who add something: the wide form of a text, an index.
     std::mutex& SharedMutex() { return sharedMutex; }
 
     static constexpr std::size_t smallLimit = 1024;  // bytes; larger pieces are allocated singly
@@ -78,6 +88,8 @@ private:
     Free* returned[smallLimit / 8 + 1] = {};  // by size in units of 8 bytes
     std::vector<TagSlot> tags;                // open addressing; a power of two
     std::size_t tagCount = 0;
+    std::uint64_t version = 0;
+    std::unique_ptr<XmlIndexes> indexes;  // null until somebody needs them; guarded by sharedMutex
     std::mutex sharedMutex;
 };
 }  // namespace kt

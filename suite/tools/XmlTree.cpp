@@ -39,11 +39,13 @@ void XmlTree::FreeNode(XmlStore& store, Node* node) noexcept
     FreeChildren(store, *node);
     FreeText(store, *node);
     store.Give(node, sizeof(Node));
+    store.Change();
 }
 
 void XmlTree::FreeChildren(XmlStore& store, Node& node) noexcept
 {
     if (node.children == nullptr) return;
+    store.Change();
     // Whatever hangs below a node joins the list of those still to go, so depth costs nothing.
     Node::ChildList waiting{XmlAllocator<Node*>(&store)};
     waiting.splice(waiting.end(), *node.children);
@@ -61,7 +63,11 @@ void XmlTree::FreeChildren(XmlStore& store, Node& node) noexcept
     }
 }
 
-void XmlTree::Append(XmlStore& store, Node& parent, Node* child) { Children(store, parent).push_back(child); }
+void XmlTree::Append(XmlStore& store, Node& parent, Node* child)
+{
+    Children(store, parent).push_back(child);
+    store.Change();
+}
 
 Node::ChildList& XmlTree::Children(XmlStore& store, Node& node)
 {
@@ -86,7 +92,7 @@ void XmlTree::SetNarrow(XmlStore& store, Node& node, const char* text, std::size
         place[length] = '\0';
         word = reinterpret_cast<std::uintptr_t>(place);
     }
-    FreeWord(store, node.text.exchange(word, std::memory_order_release));
+    ReplaceText(store, node, word);
 }
 
 void XmlTree::SetWide(XmlStore& store, Node& node, const wchar_t* text, int length)
@@ -100,12 +106,15 @@ void XmlTree::SetWide(XmlStore& store, Node& node, const wchar_t* text, int leng
         word = reinterpret_cast<std::uintptr_t>(wide) | wideBit;
     }
     // The text may be the node's own: it went into its new place before the old one goes.
-    FreeWord(store, node.text.exchange(word, std::memory_order_release));
+    ReplaceText(store, node, word);
 }
 
-void XmlTree::FreeText(XmlStore& store, Node& node) noexcept
+void XmlTree::FreeText(XmlStore& store, Node& node) noexcept { ReplaceText(store, node, 0); }
+
+void XmlTree::ReplaceText(XmlStore& store, Node& node, std::uintptr_t word) noexcept
 {
-    FreeWord(store, node.text.exchange(0, std::memory_order_relaxed));
+    FreeWord(store, node.text.exchange(word, std::memory_order_release));
+    store.Change();
 }
 
 void XmlTree::FreeWord(XmlStore& store, std::uintptr_t word) noexcept
@@ -259,4 +268,5 @@ void XmlTree::Assign(XmlStore& store, Node& node, const Node& source)
     node.text.store(copy->text.load(std::memory_order_relaxed), std::memory_order_release);
     node.children = copy->children;
     store.Give(copy, sizeof(Node));
+    store.Change();
 }

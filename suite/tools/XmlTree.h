@@ -43,7 +43,7 @@ struct XmlTree
     static void SetWide(XmlStore& store, Node& node, const wchar_t* text, int length);
     static void FreeText(XmlStore& store, Node& node) noexcept;
 
-    /// Exactly one of the two, or none for the empty text.
+    /// Null where the text has no such form; the empty text has neither.
     static const char* Narrow(const Node& node);
     static const KTWideString* Wide(const Node& node);
 
@@ -64,6 +64,7 @@ private:
     static constexpr std::uintptr_t wideBit = 1;
     static WideText* NewWide(XmlStore& store, int length);
     static std::size_t SizeOfWide(int length);
+    static void ReplaceText(XmlStore& store, Node& node, std::uintptr_t word) noexcept;
     static void FreeWord(XmlStore& store, std::uintptr_t word) noexcept;
     static void CopyContent(XmlStore& store, Node& target, const Node& source);
     static wchar_t* CharactersOf(WideText* text) { return reinterpret_cast<wchar_t*>(text + 1); }
