@@ -88,6 +88,19 @@ void PutText(XmlOutput& output, const Node& node)
         PutWide(output, *wide);
 }
 
+constexpr bool IsBlank(char32_t c) { return c == U' ' || c == U'\t' || c == U'\n' || c == U'\r'; }
+
+// Whether a reader will find a text: beside children, white space alone is the layout of the document.
+bool WritesText(const Node& node)
+{
+    if (!XmlTree::HasText(node) || !XmlTree::HasChildren(node)) return XmlTree::HasText(node);
+    if (const char* const narrow = XmlTree::Narrow(node); narrow != nullptr)
+        return narrow[std::strspn(narrow, " \t\n\r")] != '\0';
+    const KTWideString& wide = *XmlTree::Wide(node);
+    const wchar_t* const end = wide.Str() + wide.Length();
+    return !std::all_of(wide.Str(), end, [](wchar_t c) { return IsBlank(static_cast<char32_t>(c)); });
+}
+
 void PutLine(XmlOutput& output, std::size_t depth)
 {
     output.Put('\n');
@@ -107,7 +120,7 @@ bool Open(XmlOutput& output, const Node& node)
         return false;
     }
     output.Put('>');
-    PutText(output, node);
+    if (WritesText(node)) PutText(output, node);
     return true;
 }
 
@@ -156,8 +169,7 @@ void kt::WriteXml(XmlOutput& output, const Node& root, XmlLayout layout)
             return;
         }
         // In an element with a text of its own, blanks between the children would become part of that text.
-        levels.push_back(
-            {&node, XmlTree::Children(node).begin(), layout == XmlLayout::indented && !XmlTree::HasText(node)});
+        levels.push_back({&node, XmlTree::Children(node).begin(), layout == XmlLayout::indented && !WritesText(node)});
     };
 
     enter(root);

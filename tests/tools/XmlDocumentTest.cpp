@@ -282,6 +282,19 @@ TEST(XmlDocument, WritesTextThatReadsBackTheSame)
     EXPECT_EQ(std::string(declared.Str()), R"(<?xml version="1.0" encoding="UTF-8"?>)" + CodeOf(document));
 }
 
+// What is read back must be written the same again: such a text would be layout to the reader.
+TEST(XmlDocument, DoesNotWriteATextOfWhiteSpaceBesideChildren)
+{
+    XmlDocument document = Parsed("<main><a> </a></main>");
+    document.Root()->SetValue(L" \t\r\n");
+    document.Node(L"a")->SetValue(L"b", L"1");
+    EXPECT_EQ(CodeOf(document), "<main><a><b>1</b></a></main>");
+    document.Node(L"a")->EraseTag(L"b");
+    EXPECT_EQ(CodeOf(document), "<main><a> </a></main>") << "it is still there";
+    document.Root()->SetValue(L" .");
+    EXPECT_EQ(CodeOf(document), "<main> .<a> </a></main>");
+}
+
 TEST(XmlDocument, WritesANodeToAStream)
 {
     const XmlDocument document = Parsed("<main><a>caf\xC3\xA9<b/></a></main>");
