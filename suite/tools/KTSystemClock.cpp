@@ -53,6 +53,8 @@ public:
         while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &deadline, nullptr) == EINTR)
         {
         }
+        // A pause gave the processor away too: a scan that begins behind it need not do so again at once.
+        if (yieldState.scanning) yieldState.last = MonotonicNanoseconds();
     }
 
     void SetScanThread(bool scanning) override { kt::SetScanThread(scanning); }
