@@ -310,11 +310,21 @@ bool KTEventDriver::IsInGroup(const KTWideString& groupName) const
     return false;
 }
 
-void KTEventDriver::PrefetchForScan() const
+void KTEventDriver::Prefetch(int step) const
 {
-    __builtin_prefetch(this);
-    __builtin_prefetch(&conditionEvaluator);
-    __builtin_prefetch(&mutex, 1);
+    switch (step)
+    {
+        case 0:
+            __builtin_prefetch(this, 1);
+            break;
+        case 1:
+            __builtin_prefetch(conditionEvaluator);
+            break;
+        case 2:
+            if (conditionEvaluator != nullptr) conditionEvaluator->polaca.PrefetchHead();
+            break;
+        default:
+            if (conditionEvaluator != nullptr) conditionEvaluator->polaca.PrefetchCode();
+            break;
+    }
 }
-
-void KTEventDriver::PrefetchCondition() const { __builtin_prefetch(conditionEvaluator); }

@@ -28,7 +28,7 @@ class KTTimeTable;
 /// Threads: Work runs on the scan thread, the services on HTTP threads; `mutex` guards the run time and the occurrences.
 ///          `actived` is also read under KTEventServer's work mutex alone, which suffices because Work runs under it.
 /// Memory:  owned by KTEventSystem. Keeps pointers into the document that it was loaded from, which must outlive it.
-class KTEventDriver : public CObject
+class alignas(64) KTEventDriver : public CObject
 {
 public:
     static constexpr int statusActivated = 1;
@@ -115,11 +115,11 @@ public:
     [[nodiscard]] const KTTimeTable* TimeTable() const { return timeTable; }                 // null: always checked
     [[nodiscard]] const std::vector<KTEventDriverGroup*>& Groups() const { return groups; }  // entries may be null
 
-    /// Asks the processor for the parts of the event that a scan reads, ahead of time: in a large registry they lie far
-    /// from each other.
-    void PrefetchForScan() const;
-    /// The same for what the event only points to; useful once the event itself has arrived.
-    void PrefetchCondition() const;
+    /// In a large registry the parts of an event that a scan reads lie far from each other, and each is only found through
+    /// the one before. Asks the processor for part `step`, 0 to prefetchSteps - 1, in time; the parts before it must have
+    /// been asked for before.
+    static constexpr int prefetchSteps = 4;
+    void Prefetch(int step) const;
 
     static constexpr CRuntimeClass classKTEventDriver{"KTEventDriver", &CObject::classCObject};
 
@@ -133,9 +133,21 @@ protected:
     void PublishStatus(const tagSEventRT& occurrence, int status) const;
     bool ProcessHttpServiceEventsNotified(tagSEventRT* occurrence, KTHttpResponse& response) KT_REQUIRES(mutex);
 
+    // What every scan reads stands in the object's first cache line: with a million events the way to memory is what a
+    // scan costs.
+    KTMutex mutex;
     KTTimeTable* timeTable = nullptr;  // not owned: KTEventSystem's, outlives the event; null means always checked
-    bool notify = false;               // occurrences wait for an acknowledgement
-    bool record = false;               // state changes are written to the event log
+    KTEvaluator* conditionEvaluator = nullptr;      // owned; null means never active
+    KTEvaluator* conditionStopEvaluator = nullptr;  // owned
+    bool actived = false;
+    bool finished KT_GUARDED_BY(mutex) = false;  // an occurrence waits for the sweep
+    std::uint32_t delayOnCounter = 0;            // ticks; 0 means that the delay isn't running
+    std::uint32_t delayOffCounter = 0;           // ticks; 0 means that the delay isn't running
+    std::uint32_t delayToActivate = 0;           // milliseconds; seconds in the document
+    std::uint32_t delayToDeactivate = 0;         // milliseconds; seconds in the document
+
+    bool notify = false;  // occurrences wait for an acknowledgement
+    bool record = false;  // state changes are written to the event log
     bool rssActivate = false;
     bool rssDeactivate = false;
     bool rssAcknowledge = false;
@@ -147,19 +159,10 @@ protected:
     std::vector<KTEventDriverGroup*> groups;             // not owned; a null keeps the place of a group that is gone
     std::vector<const XmlDocument::XmlNode*> arguments;  // not owned: the document outlives us
     const XmlDocument::XmlNode* node = nullptr;          // not owned: the document outlives us
-    std::uint32_t delayToActivate = 0;                   // milliseconds; seconds in the document
-    std::uint32_t delayToDeactivate = 0;                 // milliseconds; seconds in the document
-    std::uint32_t delayOnCounter = 0;                    // ticks; 0 means that the delay isn't running
-    std::uint32_t delayOffCounter = 0;                   // ticks; 0 means that the delay isn't running
-    KTEvaluator* conditionEvaluator = nullptr;           // owned; null means never active
-    KTEvaluator* conditionStopEvaluator = nullptr;       // owned
-    bool actived = false;
-    KTDateTime activationTime;  // local; when the event last became active
+    KTDateTime activationTime;                           // local; when the event last became active
     std::array<std::list<KTEventAction*>, KTEventAction::sections * KTEventAction::phases>
         actionLists;                                           // owned, in order
     std::list<tagSEventRT*> occurrences KT_GUARDED_BY(mutex);  // owned, oldest first
-    KTMutex mutex;
-    bool finished KT_GUARDED_BY(mutex) = false;  // an occurrence waits for the sweep
 
 private:
     void Step(const KTDateTime& now) KT_REQUIRES(mutex);

@@ -33,3 +33,15 @@ int KTPolaca::Evaluate(double& value, int& kind)
 }
 
 bool KTPolaca::IsOnlyOneDeviceVariable() const { return program && program->onlyName != 0; }
+
+void KTPolaca::PrefetchHead() const { __builtin_prefetch(program.get()); }
+
+void KTPolaca::PrefetchCode() const
+{
+    constexpr std::size_t line = 64;
+    if (!program) return;
+    const char* const block = reinterpret_cast<const char*>(program.get());
+    // The scratch numbers begin where the quick code ends.
+    const std::size_t end = program->scratch * sizeof(std::uint64_t);
+    for (std::size_t at = line; at < end; at += line) __builtin_prefetch(block + at);
+}
