@@ -65,8 +65,10 @@ std::size_t BenchDirectory::WriteEvents(int events, int variables, std::size_t b
     for (int i = 0; i < events; ++i)
     {
         std::snprintf(id, sizeof id, "{%08X-0000-4000-8000-000000000001}", static_cast<unsigned>(i + 1));
-        std::string event =
-            "<event><id>" + std::string(id) + "</id><name>Event number " + std::to_string(i) + "</name><condition>";
+        // Padded, so that the order of the names is the order of the document and of the bare loop.
+        char name[32];
+        std::snprintf(name, sizeof name, "Event number %07d", i);
+        std::string event = "<event><id>" + std::string(id) + "</id><name>" + name + "</name><condition>";
         for (int v = 0; v < variables; ++v)
             event += (v == 0 ? "[B.V" : " AND [B.V") + std::to_string(i * variables + v) +
                      (v == variables - 1 ? "] &gt; 50" : "] &gt; 5");

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -28,7 +29,8 @@ namespace
 {
 using Steady = std::chrono::steady_clock;
 
-// The system's clock, but a pause ends at once: one scan follows the other. Takes the time of each scan.
+// The system's clock, but a pause runs what it is told instead: the scans of a server and of a bare loop alternate on the
+// same thread, so that the machine's moods meet both.
 class ScanClock : public KTClock
 {
 public:
@@ -43,37 +45,20 @@ public:
     void Sleep(std::uint32_t milliseconds) override
     {
         if (milliseconds == 0) return system.Sleep(0);
-        Pause();
+        onPause(Seconds());
+        RestAsAfterAScan();
     }
     void SetScanThread(bool scanning) override { system.SetScanThread(scanning); }
 
-    void Pause()
-    {
-        const double seconds = std::chrono::duration<double>(Steady::now() - begin).count();
-        {
-            const std::lock_guard guard(mutex);
-            times.push_back(seconds);
-        }
-        // As after the pause of a real server: the processor was given away a moment ago.
-        system.Sleep(1);
-    }
+    [[nodiscard]] double Seconds() const { return std::chrono::duration<double>(Steady::now() - begin).count(); }
+    // As after the pause of a real server: the processor was given away a moment ago.
+    void RestAsAfterAScan() { system.Sleep(1); }
 
-    std::vector<double> Take()
-    {
-        const std::lock_guard guard(mutex);
-        return std::exchange(times, {});
-    }
-    std::size_t Count()
-    {
-        const std::lock_guard guard(mutex);
-        return times.size();
-    }
+    std::function<void(double scanSeconds)> onPause;
 
 private:
     KTClock& system;
     Steady::time_point begin;
-    std::mutex mutex;
-    std::vector<double> times;
 };
 
 struct BareBase
@@ -133,36 +118,70 @@ double Median(std::vector<double> values)
     return values[values.size() / 2];
 }
 
-int Rounds(int events) { return events >= 1'000'000 ? 15 : events >= 100'000 ? 60 : 400; }
-
-double MeasureServer(ScanClock& clock, int rounds)
+struct Figures
 {
+    double server;  // seconds, median
+    double bare;
+    double ratio;  // median of the pairs
+};
+
+// Rounds of a few scans of each in turn; the first of each is not counted, it finds the caches full of the other's.
+Figures MeasurePairs(ScanClock& clock, std::vector<std::unique_ptr<BareBase>>& events, int rounds)
+{
+    constexpr int scansARound = 4;
+    std::vector<double> servers;
+    std::vector<double> loops;
+    std::vector<double> ratios;
+    std::vector<double> current;
+    std::atomic<bool> enough{false};
+    clock.onPause = [&](double seconds)
+    {
+        if (enough) return;
+        current.push_back(seconds);
+        if (current.size() <= scansARound) return;
+        const double server = Median({current.begin() + 1, current.end()});
+        current.clear();
+        for (int i = 0; i <= scansARound; ++i)
+        {
+            BareScan(events);
+            current.push_back(clock.Seconds());
+            clock.RestAsAfterAScan();
+        }
+        const double loop = Median({current.begin() + 1, current.end()});
+        current.clear();
+        servers.push_back(server);
+        loops.push_back(loop);
+        ratios.push_back(server / loop);
+        enough = static_cast<int>(ratios.size()) > rounds;
+    };
     KTEventServer& server = KTEventServer::Get();
     if (!server.Start()) std::abort();
-    while (clock.Count() < 3) std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    clock.Take();
-    while (clock.Count() < static_cast<std::size_t>(rounds)) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    while (!enough) std::this_thread::sleep_for(std::chrono::milliseconds(5));
     server.Stop();
-    return Median(clock.Take());
+    // The first round also binds the expressions and wakes the processor.
+    for (auto* values : {&servers, &loops, &ratios}) values->erase(values->begin());
+    return {Median(servers), Median(loops), Median(ratios)};
 }
 
-double MeasureBare(ScanClock& clock, std::vector<std::unique_ptr<BareBase>>& events, int rounds)
+double MeasureServer(ScanClock& clock, int scans)
 {
-    std::thread worker(
-        [&]
-        {
-            clock.SetScanThread(true);
-            for (int i = 0; i < rounds + 3; ++i)
-            {
-                if (i == 3) clock.Take();
-                BareScan(events);
-                clock.Pause();
-            }
-            clock.SetScanThread(false);
-        });
-    worker.join();
-    return Median(clock.Take());
+    std::vector<double> times;
+    std::atomic<bool> enough{false};
+    clock.onPause = [&](double seconds)
+    {
+        if (enough) return;
+        times.push_back(seconds);
+        enough = static_cast<int>(times.size()) > scans;
+    };
+    KTEventServer& server = KTEventServer::Get();
+    if (!server.Start()) std::abort();
+    while (!enough) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    server.Stop();
+    times.erase(times.begin());
+    return Median(times);
 }
+
+int Rounds(int events) { return events >= 1'000'000 ? 5 : events >= 100'000 ? 15 : 100; }
 
 void PinTo(int processor)
 {
@@ -204,22 +223,27 @@ void Compare(ScanClock& clock, int events, int variables)
     directory.Use();
     (void)directory.WriteEvents(events, variables, 0);
     auto bare = variables == 1 ? MakeBare<1>(events, driver) : MakeBare<8>(events, driver);
-    const auto load = [] { KTEventServer::Get().LoadCfg(); };
+    const auto load = [events]
+    {
+        KTEventServer::Get().LoadCfg();
+        if (KTEventSystem::Get().EventsSize() != events) std::abort();
+    };
     load();
-    if (KTEventSystem::Get().EventsSize() != events) std::abort();
-    const double server = MeasureServer(clock, Rounds(events));
-    const double loop = MeasureBare(clock, bare, Rounds(events));
-    std::printf("scan/%d_events/%d_variables        %10.1f us  %7.1f ns an event\n", events, variables, server * 1e6,
-                server * 1e9 / events);
-    std::printf("scan/%d_events/%d_variables/bare   %10.1f us  %7.1f ns an event   ratio %.2f\n", events, variables,
-                loop * 1e6, loop * 1e9 / events, server / loop);
+    const Figures figures = MeasurePairs(clock, bare, Rounds(events));
+    const std::string name = "scan/" + std::to_string(events) + "_events/" + std::to_string(variables) + "_variables";
+    std::printf("%-36s %10.1f us  %6.1f ns an event\n", name.c_str(), figures.server * 1e6,
+                figures.server * 1e9 / events);
+    std::printf("%-36s %10.1f us  %6.1f ns an event   ratio %.2f\n", (name + "/bare").c_str(), figures.bare * 1e6,
+                figures.bare * 1e9 / events, figures.ratio);
     if (events == 1000)
     {
         load();
+        const double idle = MeasureServer(clock, 100);
+        load();
         const BusyThread busy(0);
         const double crowded = MeasureServer(clock, 100);
-        std::printf("scan/%d_events/%d_variables/busy   %10.1f us                        %.1f times idle\n", events,
-                    variables, crowded * 1e6, crowded / server);
+        std::printf("%-36s %10.1f us                       %.1f times idle\n", (name + "/busy").c_str(), crowded * 1e6,
+                    crowded / idle);
     }
     std::fflush(stdout);
 }
