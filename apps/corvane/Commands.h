@@ -10,7 +10,7 @@ namespace corvane
 enum ExitCode : int
 {
     done = 0,
-    foundSomething = 1,  // warnings, damage, no rows
+    foundSomething = 1,  // warnings, damage, no rows, an expression without result
     wrongUsage = 2,      // or unreadable input
     workFailed = 3
 };
@@ -32,7 +32,7 @@ struct ServeOptions
     std::string setup;
     int port = -1;  // -1: as the settings say; 0: the system chooses
 };
-/// Runs until SIGINT or SIGTERM, or until the optional `stop` of a test is set.
+/// Runs until SIGINT or SIGTERM, then stops in order.
 int Serve(const ServeOptions& options, const Streams& streams);
 
 struct EvalOptions
@@ -41,5 +41,10 @@ struct EvalOptions
     std::string expression;
     bool json = false;
 };
+/// Evaluates one expression once, against the devices of the settings.
 int Eval(const EvalOptions& options, const Streams& streams);
+
+/// Reads a password and prints the hash alone to `out`. At a terminal, which then has to be standard input, it asks twice
+/// and hides what is typed; otherwise it takes one line of `in`.
+int Password(std::istream& in, bool terminal, std::ostream& out, std::ostream& err);
 }  // namespace corvane

@@ -90,10 +90,6 @@ std::optional<std::string> Ask(std::istream& in, bool terminal, std::ostream& er
 
 namespace corvane
 {
-/// Asks twice and hidden at a terminal, which then has to be standard input; otherwise takes one line of `in`. Prints the
-/// hash alone to `out`.
-int Password(std::istream& in, bool terminal, std::ostream& out, std::ostream& err);
-
 int Password(std::istream& in, bool terminal, std::ostream& out, std::ostream& err)
 {
     std::optional<HiddenInput> hidden;

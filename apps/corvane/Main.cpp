@@ -1,0 +1,50 @@
+#include <CLI/CLI.hpp>
+#include <ostream>
+
+#include "apps/corvane/Commands.h"
+
+namespace
+{
+void AddSetup(CLI::App& command, std::string& setup)
+{
+    command.add_option("--setup", setup, "the settings of the installation (corvane.toml)")->required();
+}
+}  // namespace
+
+int corvane::Main(int argc, const char* const* argv, const Streams& streams)
+{
+    CLI::App app("Corvane: events over live plant variables", "corvane");
+    app.require_subcommand(1);
+    app.footer("Exit codes: 0 done, 1 the work found something, 2 wrong usage or unreadable input, 3 the work failed.");
+
+    ServeOptions serveOptions;
+    CLI::App* const serve = app.add_subcommand("serve", "runs the events and the HTTP server until it is stopped");
+    AddSetup(*serve, serveOptions.setup);
+    serve
+        ->add_option("--port", serveOptions.port,
+                     "listen here instead of where the settings say; 0 lets the system choose")
+        ->check(CLI::Range(0, 65535));
+
+    EvalOptions evalOptions;
+    CLI::App* const eval = app.add_subcommand("eval", "evaluates an expression once against the devices");
+    AddSetup(*eval, evalOptions.setup);
+    eval->add_flag("--json", evalOptions.json, "print the result as a JSON object");
+    eval->add_option("expression", evalOptions.expression, "as in the condition of an event: \"[M1.P] > 5\"")
+        ->required();
+
+    CLI::App* const password = app.add_subcommand("password", "reads a password and prints its hash for the settings");
+
+    try
+    {
+        app.parse(argc, argv);
+    }
+    catch (const CLI::ParseError& problem)
+    {
+        const int code = app.exit(problem, streams.out, streams.err);
+        return code == 0 ? done : wrongUsage;  // --help is no problem
+    }
+    if (serve->parsed()) return Serve(serveOptions, streams);
+    if (eval->parsed()) return Eval(evalOptions, streams);
+    if (password->parsed()) return Password(streams.in, streams.terminal, streams.out, streams.err);
+    return wrongUsage;
+}

@@ -1,0 +1,135 @@
+#include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/spdlog.h>
+
+#include <csignal>
+#include <optional>
+#include <ostream>
+
+#include "apps/corvane/Commands.h"
+#include "apps/corvane/EventDevices.h"
+#include "apps/corvane/EventList.h"
+#include "apps/corvane/Installation.h"
+#include "engine/KTEventServer.h"
+#include "host/KTClock.h"
+#include "suite/http/KTHttpServices.h"
+#include "suite/tools/KTDirectoryLock.h"
+
+namespace
+{
+// The signals that end the server. Blocked before any thread is made, so that only the wait below takes them.
+sigset_t BlockEndingSignals()
+{
+    (void)std::signal(SIGPIPE, SIG_IGN);  // a client that goes away is told by the write
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return signals;
+}
+
+// Alive: the last scan ended not long ago, or a scan takes no longer than can be expected of it.
+bool ScanIsAlive(const KTEventServer& server)
+{
+    constexpr std::uint32_t patience = 10'000;  // milliseconds
+    const KTEventServer::tagScanFigures& figures = server.ScanFigures();
+    return server.IsRunning() && GetTickCount() - figures.lastEnd < patience + 2 * figures.lastDuration;
+}
+
+KTHttpServices ServicesOf(KTEventServer& server)
+{
+    KTHttpServices services;
+    services.actived = [&server](KTHttpRequest& request, KTHttpResponse& response)
+    { return server.ProcessHttpServiceEventsActived(request, response); };
+    services.notified = [&server](KTHttpRequest& request, KTHttpResponse& response)
+    { return server.ProcessHttpServiceEventsNotified(request, response); };
+    services.acknowledge = [&server](KTHttpRequest& request, const unsigned char* body)
+    { return server.ProcessHttpServiceAck(request, body); };
+    services.eventsList = [list = corvane::EventListJson()] { return list; };
+    services.healthy = [&server] { return ScanIsAlive(server); };
+    return services;
+}
+
+// What the loader dropped without a word would be missed without one.
+void TellWhatLoaded(KTEventServer& server)
+{
+    const XmlDocument::XmlNode* const events = server.Cfg()->Root()->Node(L"events");
+    const int written = events->Size();
+    int loaded = 0;
+    const KTEventSystem& system = KTEventSystem::Get();
+    for (auto event = system.EventsBegin(); event != system.EventsEnd(); ++event)
+        if ((*event)->IsKindOf(&KTEventDriver::classKTEventDriver)) ++loaded;
+    spdlog::info("{} events loaded", system.EventsSize());
+    if (loaded < written)
+        spdlog::warn("{} of {} events of default.xeve are not good and were left out", written - loaded, written);
+}
+
+class Server
+{
+public:
+    Server(const corvane::ServeOptions& serveOptions, const corvane::Streams& serveStreams)
+        : options(serveOptions), streams(serveStreams), installation(serveStreams.err)
+    {
+    }
+
+    int Run()
+    {
+        const sigset_t endingSignals = BlockEndingSignals();
+        if (const int code = Open(); code != corvane::done) return code;
+        if (const int code = installation.StartDevices(); code != corvane::done) return code;
+        KTEventServer server;
+        server.LoadCfg();
+        TellWhatLoaded(server);
+        const corvane::EventDevices eventDevices;
+        if (!server.Start()) return Fail("the system gives no thread for the scan");
+        AddHttpServices(*http, installation.settings, ServicesOf(server), ConsoleDirectory());
+        if (std::string error; !http->Start(error)) return Fail(error);
+        streams.out << "listening on " << http->Url() << std::endl;
+        int signal = 0;
+        sigwait(&endingSignals, &signal);
+        spdlog::info("stopping");
+        http->Stop();
+        server.Stop();
+        return corvane::done;
+    }
+
+private:
+    int Open()
+    {
+        KTSettings& settings = installation.settings;
+        if (const int code = installation.Open(options.setup); code != corvane::done) return code;
+        if (options.port >= 0) settings.port = options.port;
+        std::string error;
+        if (!settings.MayListen(error))
+        {
+            streams.err << "corvane: " << error << '\n';
+            return corvane::wrongUsage;
+        }
+        if (!settings.MakeDirectories(error)) return Fail(error);
+        if (!dataLock.Lock(settings.dataPath, error)) return Fail(error);
+        http.emplace(settings);
+        if (!http->Listen(error)) return Fail(error);
+        // The links of the feed carry the port that is really open.
+        settings.port = http->Port();
+        return settings.Configure(error) ? corvane::done : Fail(error);
+    }
+
+    int Fail(const std::string& error)
+    {
+        streams.err << "corvane: " << error << '\n';
+        return corvane::workFailed;
+    }
+
+    const corvane::ServeOptions& options;
+    const corvane::Streams& streams;
+    KTDirectoryLock dataLock;
+    corvane::Installation installation;
+    std::optional<KTHttpServer> http;
+};
+}  // namespace
+
+int corvane::Serve(const ServeOptions& options, const Streams& streams)
+{
+    spdlog::set_default_logger(spdlog::stderr_logger_mt("corvane"));
+    return Server(options, streams).Run();
+}
