@@ -14,8 +14,7 @@
 
 namespace
 {
-constexpr std::size_t firstPiece = 256 * 1024;  // bytes read at once
-constexpr std::size_t largestPiece = 256 * 1024 * 1024;
+constexpr int pieceSize = 256 * 1024;                 // bytes read at once
 constexpr std::size_t textLimit = 256 * 1024 * 1024;  // bytes of one text, so that its wide form stays below 32 bits
 // Entities that name entities make the parser recurse once a level; no document of ours declares any.
 constexpr int entityLimit = 256;
@@ -146,23 +145,15 @@ bool XmlReader::Read(const char* document, std::size_t length)
 bool XmlReader::ReadFile(int descriptor)
 {
     if (parser == nullptr) return false;
-    std::size_t piece = firstPiece;
-    XML_Index before = -1;
     for (;;)
     {
-        void* const room = XML_GetBuffer(parser, static_cast<int>(piece));
+        void* const room = XML_GetBuffer(parser, pieceSize);
         if (room == nullptr) return false;
-        const ssize_t got = read(descriptor, room, piece);
+        const ssize_t got = read(descriptor, room, pieceSize);
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) return false;
         if (XML_ParseBuffer(parser, static_cast<int>(got), got == 0) != XML_STATUS_OK || failed) return false;
         if (got == 0) return true;
-
-        // A parser that stands still looks at the same unfinished comment or tag again with each piece: larger ones keep
-        // that from growing with the square of its size.
-        const XML_Index now = XML_GetCurrentByteIndex(parser);
-        piece = now == before ? std::min(piece * 2, largestPiece) : firstPiece;
-        before = now;
     }
 }
 }  // namespace kt

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
-#include <chrono>
+#include <ctime>
 #include <string>
 
 #include "tools/XmlSamples.h"
@@ -116,7 +116,8 @@ TEST(XmlReader, ANulIsAnError)
 
 TEST(XmlReader, InnerEntitiesAreHarmless)
 {
-    EXPECT_EQ(CodeOf(Parsed("<!DOCTYPE a [<!ENTITY firm 'Plant &#38;#38; Co'>]><a>&firm;!</a>")), "<a>Plant &amp; Co!</a>");
+    EXPECT_EQ(CodeOf(Parsed("<!DOCTYPE a [<!ENTITY firm 'Plant &#38;#38; Co'>]><a>&firm;!</a>")),
+              "<a>Plant &amp; Co!</a>");
     EXPECT_EQ(CodeOf(Parsed("<!DOCTYPE a [<!ENTITY e '<b>1</b>'>]><a>&e;</a>")), "<a><b>1</b></a>");
     EXPECT_FALSE(Parses("<!DOCTYPE a [<!ENTITY x '&y;'><!ENTITY y '&x;'>]><a>&x;</a>")) << "a circle";
 }
@@ -176,17 +177,17 @@ TEST(XmlReader, LongPiecesTakeLinearTime)
             std::fwrite(text.data(), 1, text.size(), file);
             std::fflush(file);
             std::rewind(file);
-            const auto begin = std::chrono::steady_clock::now();
+            const std::clock_t begin = std::clock();  // of the processor, so that other programs play no part
             kt::XmlStore store;
             kt::XmlReader reader(store);
             EXPECT_TRUE(reader.ReadFile(fileno(file))) << r.before;
             std::fclose(file);
-            return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+            return static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
         };
-        const double small = timeOf(8'000'000);
-        const double large = timeOf(64'000'000);
+        const double small = timeOf(4'000'000);
+        const double large = timeOf(32'000'000);
         // 8 times the size; 64 times the time if it grew with the square.
-        EXPECT_LT(large, 0.2 + small * 30) << r.before;
+        EXPECT_LT(large, 0.2 + small * 24) << r.before;
     }
 }
 
