@@ -19,8 +19,8 @@ void AppendElement(KTNarrowString& out, const char* tag, const char* content)
 
 void KTEventReply::Open(KTHttpResponse& response, const char* root)
 {
-    KTNarrowString head(KTNarrowString::growSmall);
-    head += "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?><";
+    response.Write("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>", -1);
+    KTNarrowString head("<", true);
     head += root;
     head += '>';
     response.Write(head);

@@ -13,7 +13,7 @@ class KTHttpResponse;
 /// Threads: stateless.
 struct KTEventReply
 {
-    /// The XML line and the opening tag, and the closing tag.
+    /// The XML line and the opening tag, each a piece of its own, and the closing tag.
     static void Open(KTHttpResponse& response, const char* root);
     static void Close(KTHttpResponse& response, const char* root);
 
