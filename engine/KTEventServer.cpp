@@ -102,8 +102,13 @@ void KTEventServer::Work()
 
 void KTEventServer::Scan()
 {
-    const KTLockGuard guard(workMutex);
-    if (!guard.Locked()) return;
+    if (!workMutex.LockFirst()) return;
+    ScanEvents();
+    workMutex.Unlock();
+}
+
+void KTEventServer::ScanEvents()
+{
     const std::uint32_t beginTick = GetTickCount();
     // One instant for all events of a scan.
     const KTDateTime now = KTDateTime::LTC();

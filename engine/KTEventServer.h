@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "engine/KTEventSystem.h"
+#include "engine/KTWorkMutex.h"
 #include "host/KTThread.h"
 #include "host/XmlDocument.h"
 
@@ -82,6 +83,7 @@ private:
 
     void LoadXml();
     void Scan();
+    void ScanEvents() KT_REQUIRES(workMutex);
     bool Serve(const KTHttpRequest& request, KTHttpResponse& response, const char* root, DriverService service);
     void Acknowledge(const XmlDocument::XmlNode& list) KT_REQUIRES(workMutex);
 
@@ -92,8 +94,8 @@ private:
     XmlDocument eventsCfg;
     XmlDocument timeTableCfg;
     XmlDocument parkingCfg;
-    KTMutex workMutex;   // guards the registry's contents against the scan and the services
-    KTMutex spareMutex;  // never taken
+    KTWorkMutex workMutex;  // guards the registry's contents against the scan and the services
+    KTMutex spareMutex;     // never taken
     KTEventSystem eventSystem;
     KTThread worker;
     tagScanFigures scanFigures;

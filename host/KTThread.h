@@ -56,10 +56,11 @@ private:
 };
 
 /// Holds a mutex for the length of a scope; ask Locked() before touching what the mutex guards.
+template <class Mutex>
 class KT_SCOPED_CAPABILITY KTLockGuard
 {
 public:
-    explicit KTLockGuard(KTMutex& m) KT_ACQUIRE(m) KT_NO_THREAD_SAFETY_ANALYSIS : mutex(m), locked(m.Lock()) {}
+    explicit KTLockGuard(Mutex& m) KT_ACQUIRE(m) KT_NO_THREAD_SAFETY_ANALYSIS : mutex(m), locked(m.Lock()) {}
     KTLockGuard(const KTLockGuard&) = delete;
     KTLockGuard& operator=(const KTLockGuard&) = delete;
     ~KTLockGuard() KT_RELEASE() KT_NO_THREAD_SAFETY_ANALYSIS
@@ -70,7 +71,7 @@ public:
     [[nodiscard]] bool Locked() const { return locked; }
 
 private:
-    KTMutex& mutex;
+    Mutex& mutex;
     const bool locked;
 };
 
