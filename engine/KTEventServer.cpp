@@ -76,10 +76,7 @@ void KTEventServer::Stop()
 {
     if (state == stateRunning)
     {
-        for (int i = 0; i < slots; ++i)
-            while (!requestSlots->Wait(10))
-            {
-            }
+        requestSlots->Drain();
         state = stateStopRequested;
         while (state != stateStopped) Sleep(0);
         worker.Join();

@@ -79,7 +79,7 @@ private:
 ///
 /// Units:   milliseconds of real time, whatever clock is installed: it bounds the wait of one thread for another.
 /// Errors:  Wait is false when no count came in time; Release is false when the semaphore is full, and changes nothing.
-/// Threads: any.
+/// Threads: any; one at a time drains.
 class KTSemaphore
 {
 public:
@@ -90,10 +90,16 @@ public:
     [[nodiscard]] bool Wait(std::uint32_t milliseconds);
     bool Release();
 
+    /// Takes all counts, however long their holders keep them. From the call on nobody else gets one: among many that ask
+    /// again and again, somebody who needs every count would never be done.
+    void Drain();
+
 private:
     std::mutex mutex;
     std::condition_variable released;
+    std::condition_variable full;
     int count;
+    bool draining = false;
     const int limit;
 };
 

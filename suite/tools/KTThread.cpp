@@ -6,20 +6,32 @@
 bool KTSemaphore::Wait(std::uint32_t milliseconds)
 {
     std::unique_lock lock(mutex);
-    if (!released.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return count > 0; })) return false;
+    const auto available = [this] { return count > 0 && !draining; };
+    if (!released.wait_for(lock, std::chrono::milliseconds(milliseconds), available)) return false;
     --count;
     return true;
 }
 
 bool KTSemaphore::Release()
 {
+    bool drained = false;
     {
         const std::lock_guard guard(mutex);
         if (count >= limit) return false;
         ++count;
+        drained = draining;
     }
-    released.notify_one();
+    (drained ? full : released).notify_one();
     return true;
+}
+
+void KTSemaphore::Drain()
+{
+    std::unique_lock lock(mutex);
+    draining = true;
+    full.wait(lock, [this] { return count == limit; });
+    count = 0;
+    draining = false;
 }
 
 bool KTThread::Start(Entry entry, void* argument)

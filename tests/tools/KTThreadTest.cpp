@@ -101,6 +101,64 @@ TEST(KTSemaphore, WakesAWaiterWhenACountComes)
     EXPECT_TRUE(got);
 }
 
+TEST(KTSemaphore, DrainsAtOnceWhenNobodyHoldsACount)
+{
+    KTSemaphore semaphore(3, 3);
+    semaphore.Drain();
+    EXPECT_FALSE(semaphore.Wait(0));
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(semaphore.Release());
+    EXPECT_FALSE(semaphore.Release());
+    EXPECT_TRUE(semaphore.Wait(0)) << "and serves as before";
+}
+
+TEST(KTSemaphore, DrainsWhatIsHeldAndLetsNobodyElseInMeanwhile)
+{
+    KTSemaphore semaphore(2, 2);
+    ASSERT_TRUE(semaphore.Wait(0));
+    std::atomic<bool> drained{false};
+    std::thread drain(
+        [&]
+        {
+            semaphore.Drain();
+            drained = true;
+        });
+    // The count that is still free goes to the one that drains, once it is there.
+    while (semaphore.Wait(0)) semaphore.Release();
+    EXPECT_FALSE(semaphore.Wait(30));
+    EXPECT_FALSE(drained);
+    semaphore.Release();
+    drain.join();
+    EXPECT_TRUE(drained);
+    EXPECT_FALSE(semaphore.Wait(0));
+}
+
+TEST(KTSemaphore, DrainsAmongManyWhoAskAgainAndAgain)
+{
+    KTSemaphore semaphore(4, 4);
+    std::atomic<bool> goOn{true};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 16; ++i)
+        threads.emplace_back(
+            [&]
+            {
+                while (goOn)
+                {
+                    if (!semaphore.Wait(10)) continue;
+                    std::this_thread::sleep_for(milliseconds(1));
+                    semaphore.Release();
+                }
+            });
+    for (int round = 0; round < 20; ++round)
+    {
+        const auto began = steady_clock::now();
+        semaphore.Drain();
+        EXPECT_LT(steady_clock::now() - began, milliseconds(5000));
+        for (int i = 0; i < 4; ++i) EXPECT_TRUE(semaphore.Release()) << "all of them were taken";
+    }
+    goOn = false;
+    for (auto& thread : threads) thread.join();
+}
+
 TEST(KTThread, RunsItsEntryWithItsArgumentAndCanBeStartedAgain)
 {
     std::atomic<int> runs{0};
