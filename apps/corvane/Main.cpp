@@ -1,3 +1,6 @@
+#include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/spdlog.h>
+
 #include <CLI/CLI.hpp>
 #include <ostream>
 
@@ -8,6 +11,13 @@ namespace
 void AddSetup(CLI::App& command, std::string& setup)
 {
     command.add_option("--setup", setup, "the settings of the installation (corvane.toml)")->required();
+}
+
+// Devices log in every command, and standard output is for results alone.
+void LogToStandardError()
+{
+    constexpr const char* name = "corvane";
+    if (!spdlog::get(name)) spdlog::set_default_logger(spdlog::stderr_logger_mt(name));
 }
 }  // namespace
 
@@ -43,6 +53,7 @@ int corvane::Main(int argc, const char* const* argv, const Streams& streams)
         const int code = app.exit(problem, streams.out, streams.err);
         return code == 0 ? done : wrongUsage;  // --help is no problem
     }
+    LogToStandardError();
     if (serve->parsed()) return Serve(serveOptions, streams);
     if (eval->parsed()) return Eval(evalOptions, streams);
     if (password->parsed()) return Password(streams.in, streams.terminal, streams.out, streams.err);

@@ -1,4 +1,3 @@
-#include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
 
 #include <csignal>
@@ -128,8 +127,4 @@ private:
 };
 }  // namespace
 
-int corvane::Serve(const ServeOptions& options, const Streams& streams)
-{
-    spdlog::set_default_logger(spdlog::stderr_logger_mt("corvane"));
-    return Server(options, streams).Run();
-}
+int corvane::Serve(const ServeOptions& options, const Streams& streams) { return Server(options, streams).Run(); }
