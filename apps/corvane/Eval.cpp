@@ -1,4 +1,6 @@
 #include <charconv>
+#include <cmath>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <ostream>
 
@@ -34,22 +36,26 @@ Result Evaluate(const std::string& expression)
     return result;
 }
 
-// The shortest text that reads back as the same number.
+// The shortest text that reads back as the same number, without exponent where people would write none.
 std::string Number(double value)
 {
-    if (value != value) return "NaN";
+    if (std::isnan(value)) return "NaN";
+    if (value == 0.0) return "0";  // never "-0"
+    const double size = std::fabs(value);
+    const auto format = size >= 1e-6 && size < 1e15 ? std::chars_format::fixed : std::chars_format::general;
     char text[32];
-    return {text, std::to_chars(text, text + sizeof text, value).ptr};
+    return {text, std::to_chars(text, text + sizeof text, value, format).ptr};
 }
 
 void Print(const Result& result, bool json, std::ostream& out)
 {
     if (json)
     {
+        // Adding zero takes the sign of a negative zero away.
         const bool good = result.code == KTPolaca::success;
         out << nlohmann::ordered_json{{"kind", result.kind},
                                       {"code", result.code},
-                                      {"value", good ? nlohmann::ordered_json(result.value) : nullptr}}
+                                      {"value", good ? nlohmann::ordered_json(result.value + 0.0) : nullptr}}
                    .dump()
             << '\n';
         return;
