@@ -222,6 +222,14 @@ class Variables(ConsoleCase):
         self.plant.devices[2]["state"] = 1
         self.page.until_text("devices answer", "#summary")
 
+    def test_count_the_plant_and_not_the_devices_that_stand_for_events(self):
+        self.plant.device("TANK", variables=[("LEVEL", "Level, %", 41.5, ())])
+        self.plant.device("R$EVE_Tank empty", variables=[("ST", "State", 0, ("OFF", "ON"))])
+        self.plant.devices[-1]["type"] = "R$EVE"
+        self.page.open("#/variables")
+        self.page.until_text("R$EVE_Tank empty", "#page-variables")
+        self.page.until_text("device answers", "#summary")
+
     def test_follow_the_plant(self):
         self.plant.device("TANK", variables=[("LEVEL", "Level, %", 41.5, ())])
         self.page.open("#/variables")

@@ -1,6 +1,8 @@
 // What the page knows: the last good answers, how the link to the server stands, and what the operator has chosen.
 // It holds no element of the page and asks nobody; whoever changes it calls an operation, whoever shows it listens to "change".
 
+/** The type of the devices that stand for events. */
+const EVENT_DEVICE = "R$EVE";
 /** Milliseconds without any good answer after which what is shown counts as old, even if no request has failed yet. */
 const OLD_AFTER = 5000;
 /** Milliseconds for which an occurrence is marked as new. */
@@ -216,8 +218,13 @@ export class Model extends EventTarget {
     return Date.now() - this.firstSeen(occurrence) < NEW_FOR;
   }
 
+  /** The devices of the plant: the server also offers each event as a device, and those always answer. */
+  plantDevices() {
+    return this.replies.devices.items?.filter((device) => device.type !== EVENT_DEVICE) ?? null;
+  }
+
   failedDevices() {
-    return this.replies.devices.items?.filter((device) => device.failed) ?? null;
+    return this.plantDevices()?.filter((device) => device.failed) ?? null;
   }
 
   /** Why nothing can be acknowledged at the moment, in words for the operator; null when it can. */

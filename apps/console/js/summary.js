@@ -36,7 +36,7 @@ export class SummaryView {
   }
 
   renderDevices() {
-    const devices = this.model.replies.devices.items;
+    const devices = this.model.plantDevices();
     const failed = this.model.failedDevices()?.length ?? 0;
     this.tile("devices", failed > 0 ? "ended" : "calm", failed > 0 ? "#sign-lost" : "#sign-good");
     this.number("devices-count", failed > 0 ? failed : devices?.length ?? null);
