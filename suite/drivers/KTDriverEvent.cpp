@@ -102,16 +102,26 @@ KTDateTime KTDriverEvent::ValueTime(int id) const
     return IsComputed(id) ? KTClock::Get().UTC() : KTDriverBase::ValueTime(id);
 }
 
+// A reader that was held up between the word and the clock would count time in which the event was no longer active, so
+// the word has to be the same afterwards.
 double KTDriverEvent::ActiveSeconds()
 {
-    const std::int64_t start = activeSince.load(std::memory_order_acquire);
-    if (start == notActive) return 0.0;
-    return static_cast<double>(static_cast<std::int64_t>(ticks.Now()) - start) / 1000.0;
+    for (;;)
+    {
+        const std::int64_t start = activeSince.load(std::memory_order_acquire);
+        if (start == notActive) return 0.0;
+        const auto now = static_cast<std::int64_t>(ticks.Now());
+        if (activeSince.load(std::memory_order_acquire) == start) return static_cast<double>(now - start) / 1000.0;
+    }
 }
 
 double KTDriverEvent::TotalSeconds()
 {
-    const std::int64_t word = total.load(std::memory_order_acquire);
-    const bool active = word % 2 != 0;
-    return static_cast<double>(active ? static_cast<std::int64_t>(ticks.Now()) - word / 2 : word / 2) / 1000.0;
+    for (;;)
+    {
+        const std::int64_t word = total.load(std::memory_order_acquire);
+        if (word % 2 == 0) return static_cast<double>(word / 2) / 1000.0;
+        const auto now = static_cast<std::int64_t>(ticks.Now());
+        if (total.load(std::memory_order_acquire) == word) return static_cast<double>(now - word / 2) / 1000.0;
+    }
 }

@@ -47,6 +47,7 @@ KTDriverModbus::~KTDriverModbus()
 
 bool KTDriverModbus::Start()
 {
+    (void)spdlog::default_logger_raw();  // made here, so that no thread meets it half made
     return thread.Start([](void* self) { static_cast<KTDriverModbus*>(self)->Run(); }, this);
 }
 
