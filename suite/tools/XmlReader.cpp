@@ -156,4 +156,15 @@ bool XmlReader::ReadFile(int descriptor)
         if (got == 0) return true;
     }
 }
+
+std::string XmlReader::Fault() const
+{
+    if (parser == nullptr) return "out of memory";
+    const XML_Error code = XML_GetErrorCode(parser);
+    if (code == XML_ERROR_NONE) return "it can't be read";
+    // Our own refusals stop the parser, which then knows no better reason.
+    const char* const reason =
+        code == XML_ERROR_ABORTED ? "refused for its entities or its size" : XML_ErrorString(code);
+    return "line " + std::to_string(XML_GetCurrentLineNumber(parser)) + ": " + reason;
+}
 }  // namespace kt

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 #include "suite/tools/XmlTree.h"
 
@@ -34,6 +35,9 @@ public:
 
     /// The root after a successful reading.
     [[nodiscard]] XmlDocument::XmlNode* Root() const { return root; }
+
+    /// After a reading that failed: what stopped it, "line 4: mismatched tag".
+    [[nodiscard]] std::string Fault() const;
 
 private:
     struct Handlers;
