@@ -1,5 +1,8 @@
 #include "apps/corvane/EventDevices.h"
 
+#include <spdlog/spdlog.h>
+
+#include "apps/corvane/LoadReport.h"
 #include "engine/KTEventSystem.h"
 
 namespace corvane
@@ -10,7 +13,12 @@ EventDevices::EventDevices()
     for (auto event = system.EventsBegin(); event != system.EventsEnd(); ++event)
     {
         auto device = std::make_unique<KTDriverEvent>((*event)->Name().Str(), (*event)->Description().Str());
-        if (!KTDriver::Register(device.get())) continue;
+        if (!KTDriver::Register(device.get()))
+        {
+            spdlog::warn("{} bears the name of another event: R$EVE_ expressions read the other one",
+                         EventTitle(**event));
+            continue;
+        }
         byEvent.emplace(*event, device.get());
         devices.push_back(std::move(device));
     }

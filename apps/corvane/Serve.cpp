@@ -8,6 +8,7 @@
 #include "apps/corvane/EventDevices.h"
 #include "apps/corvane/EventList.h"
 #include "apps/corvane/Installation.h"
+#include "apps/corvane/LoadReport.h"
 #include "engine/KTEventServer.h"
 #include "host/KTClock.h"
 #include "suite/http/KTHttpServices.h"
@@ -49,20 +50,6 @@ KTHttpServices ServicesOf(KTEventServer& server)
     return services;
 }
 
-// What the loader dropped without a word would be missed without one.
-void TellWhatLoaded(KTEventServer& server)
-{
-    const XmlDocument::XmlNode* const events = server.Cfg()->Root()->Node(L"events");
-    const int written = events->Size();
-    int loaded = 0;
-    const KTEventSystem& system = KTEventSystem::Get();
-    for (auto event = system.EventsBegin(); event != system.EventsEnd(); ++event)
-        if ((*event)->IsKindOf(&KTEventDriver::classKTEventDriver)) ++loaded;
-    spdlog::info("{} events loaded", system.EventsSize());
-    if (loaded < written)
-        spdlog::warn("{} of {} events of default.xeve are not good and were left out", written - loaded, written);
-}
-
 class Server
 {
 public:
@@ -78,7 +65,7 @@ public:
         if (const int code = installation.StartDevices(); code != corvane::done) return code;
         KTEventServer server;
         server.LoadCfg();
-        TellWhatLoaded(server);
+        corvane::ReportLoading(server, installation.settings);
         const corvane::EventDevices eventDevices;
         if (!server.Start()) return Fail("the system gives no thread for the scan");
         AddHttpServices(*http, installation.settings, ServicesOf(server), ConsoleDirectory());
