@@ -143,7 +143,7 @@ class Answer:
 class Server:
     """`corvane serve`, and the questions that the tests ask it."""
 
-    def __init__(self, installation, options=("--port", "0"), environment=None):
+    def __init__(self, installation, options=("--port", "0"), environment=None, directory=None):
         self.errors = installation.folder / f"stderr-{uuid.uuid4()}"
         with open(self.errors, "wb") as errors:
             self.process = subprocess.Popen(
@@ -152,6 +152,7 @@ class Server:
                 stdout=subprocess.PIPE,
                 stderr=errors,
                 text=True,
+                cwd=directory,
                 env={**os.environ, **(environment or {})},
             )
         self.first_line = None
@@ -232,10 +233,6 @@ class Server:
 
     def value(self, device, variable):
         return self.variables(device)[variable]["value"]
-
-    def wait_for_scans(self, count=2):
-        """Until an event of this name has been looked at after now is known only by what follows; so many pauses do."""
-        time.sleep(count * 1.1)
 
     def stop(self, how=signal.SIGTERM):
         """Asks the server to end; its exit code and the seconds that it took."""

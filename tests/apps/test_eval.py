@@ -4,6 +4,7 @@
 import json
 import unittest
 
+import parallel
 from installation import Installation, event, events_document, memory_device, run
 
 SIMULATED = """
@@ -167,4 +168,4 @@ class Eval(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    parallel.main()

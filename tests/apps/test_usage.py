@@ -3,6 +3,7 @@
 
 import unittest
 
+import parallel
 from installation import Installation, run
 
 SUBCOMMANDS = {  # what its help has to name
@@ -79,4 +80,4 @@ class Password(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    parallel.main()
