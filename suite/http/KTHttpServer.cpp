@@ -166,7 +166,7 @@ std::string KTHttpServer::Url() const
     return (parts->core.secure ? "https://" : "http://") + host + ':' + std::to_string(parts->port) + '/';
 }
 
-bool KTHttpServer::Listen(std::string& error)
+bool KTHttpServer::Check(std::string& error)
 {
     const KTSettings& settings = parts->settings;
     if (IsExposed(settings, error)) return false;
@@ -175,7 +175,13 @@ bool KTHttpServer::Listen(std::string& error)
         error = "[http] certificate and key belong together: one is missing";
         return false;
     }
-    if (parts->core.secure && !parts->tls.Load(settings.certificate, settings.key, error)) return false;
+    return !parts->core.secure || parts->tls.Load(settings.certificate, settings.key, error);
+}
+
+bool KTHttpServer::Listen(std::string& error)
+{
+    const KTSettings& settings = parts->settings;
+    if (!Check(error)) return false;
     if (!parts->listener.Open(settings.listen, settings.port, error)) return false;
     parts->port = parts->listener.Port();
     parts->users.SetPort(parts->port);

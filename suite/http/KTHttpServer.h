@@ -30,7 +30,10 @@ public:
     KTHttpRouter& Router();
     KTHttpUsers& Users();
 
-    /// Takes the port, so that it is known, and refuses settings that would let strangers in. Nobody is answered yet.
+    /// Refuses settings that would let strangers in, and a certificate or key that is of no use. Opens nothing.
+    bool Check(std::string& error);
+
+    /// Takes the port, so that it is known, after Check has been passed. Nobody is answered yet.
     bool Listen(std::string& error);
 
     /// Answers from now on; listens first when that hasn't been done.
