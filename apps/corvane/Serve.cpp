@@ -86,18 +86,22 @@ private:
         if (const int code = installation.Open(options.setup); code != corvane::done) return code;
         if (options.port >= 0) settings.port = options.port;
         std::string error;
-        if (!settings.MayListen(error))
-        {
-            streams.err << "corvane: " << error << '\n';
-            return corvane::wrongUsage;
-        }
+        if (!settings.MayListen(error)) return Refuse(error);
+        http.emplace(settings);
+        if (!http->Check(error)) return Refuse(error);
+        // From here on something is made: the settings are good.
         if (!settings.MakeDirectories(error)) return Fail(error);
         if (!dataLock.Lock(settings.dataPath, error)) return Fail(error);
-        http.emplace(settings);
         if (!http->Listen(error)) return Fail(error);
         // The links of the feed carry the port that is really open.
         settings.port = http->Port();
         return settings.Configure(error) ? corvane::done : Fail(error);
+    }
+
+    int Refuse(const std::string& error)
+    {
+        streams.err << "corvane: " << error << '\n';
+        return corvane::wrongUsage;
     }
 
     int Fail(const std::string& error)
