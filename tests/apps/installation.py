@@ -116,11 +116,11 @@ class Installation:
     def eval(self, expression, *options):
         return run("eval", "--setup", self.setup, *options, "--", expression)
 
-    def serve(self, **how):
-        """The server, ready; ended with the test at the latest."""
+    def serve(self, at=r"127\.0\.0\.1", **how):
+        """The server, ready on an address that matches `at`; ended with the test at the latest."""
         server = Server(self, **how)
         self.test.addCleanup(server.end)
-        server.wait_until_ready()
+        server.wait_until_ready(at)
         return server
 
     def refused(self, *options):
@@ -161,12 +161,12 @@ class Server:
         self.headers = {}
         self.tls = None
 
-    def wait_until_ready(self):
+    def wait_until_ready(self, at):
         watchdog = threading.Timer(PATIENCE, self.process.kill)
         watchdog.start()
         self.first_line = self.process.stdout.readline()
         watchdog.cancel()
-        match = re.fullmatch(r"listening on ((https?)://127\.0\.0\.1:(\d+)/)\n", self.first_line)
+        match = re.fullmatch(rf"listening on ((https?)://{at}:(\d+)/)\n", self.first_line)
         if match is None:
             raise AssertionError(f"the server isn't ready: {self.first_line!r}\n{self.messages()}")
         self.url = match.group(1)
