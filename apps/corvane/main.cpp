@@ -1,10 +1,22 @@
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <iostream>
 
 #include "apps/corvane/Commands.h"
 
+namespace
+{
+// The next file opened would take the number of a standard stream that is closed, and get what is written to the stream.
+void OpenStandardStreams()
+{
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream)
+        if (fcntl(stream, F_GETFD) < 0) (void)open("/dev/null", O_RDWR);
+}
+}  // namespace
+
 int main(int argc, char** argv)
 {
+    OpenStandardStreams();
     return corvane::Main(argc, argv, {std::cin, std::cout, std::cerr, isatty(STDIN_FILENO) != 0});
 }

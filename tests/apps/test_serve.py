@@ -1,13 +1,15 @@
 #!/usr/bin/python3
 """corvane serve: how it starts, what stops it from starting, and how it ends."""
 
+import os
 import signal
 import socket
+import subprocess
 import threading
 import unittest
 
 import parallel
-from installation import Installation, event, events_document, memory_device, run, wait_for
+from installation import PATIENCE, PROGRAM, Installation, event, events_document, memory_device, run, wait_for
 
 ENDS_WITHIN = 10  # seconds, on a machine that may be busy
 CLIENTS = 32
@@ -61,6 +63,35 @@ class Start(unittest.TestCase):
         server = plant.serve()
         server.stop(signal.SIGKILL)
         plant.serve()
+
+    def test_lets_others_evaluate_meanwhile(self):
+        plant = Installation(self, memory_device("M", "V"), events_document(event("E", "[M.V] > 0")))
+        server = plant.serve()
+        self.assertEqual("logical 62 NaN\n", plant.eval("[M.V] > 0").out)
+        self.assertEqual(200, server.health())
+
+    def test_keeps_its_files_apart_from_standard_streams_that_are_closed(self):
+        # The first file opened would otherwise get the number of the stream, and messages would go into it.
+        with socket.create_server(("127.0.0.1", 0)) as taken:
+            port = taken.getsockname()[1]
+        plant = Installation(self)
+        command = f'exec "{PROGRAM}" serve --setup "{plant.setup}" --port {port} <&- >&- 2>&-'
+        process = subprocess.Popen(["/bin/sh", "-c", command])
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+
+        def ready():
+            try:
+                socket.create_connection(("127.0.0.1", port), 5).close()
+                return True
+            except OSError:
+                return False
+
+        wait_for(ready, "the server")
+        for stream in range(3):
+            self.assertEqual("/dev/null", os.readlink(f"/proc/{process.pid}/fd/{stream}"))
+        process.terminate()
+        self.assertEqual(0, process.wait(PATIENCE))
 
     def test_refuses_a_port_that_is_taken(self):
         with socket.create_server(("127.0.0.1", 0)) as taken:
