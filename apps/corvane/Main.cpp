@@ -19,6 +19,14 @@ void LogToStandardError()
     constexpr const char* name = "corvane";
     if (!spdlog::get(name)) spdlog::set_default_logger(spdlog::stderr_logger_mt(name));
 }
+
+// A result that got lost, on a full disk for instance, is none.
+int Delivered(int code, const corvane::Streams& streams)
+{
+    if (streams.out.flush()) return code;
+    streams.err << "corvane: can't write to standard output\n";
+    return corvane::workFailed;
+}
 }  // namespace
 
 int corvane::Main(int argc, const char* const* argv, const Streams& streams)
@@ -55,7 +63,7 @@ int corvane::Main(int argc, const char* const* argv, const Streams& streams)
     }
     LogToStandardError();
     if (serve->parsed()) return Serve(serveOptions, streams);
-    if (eval->parsed()) return Eval(evalOptions, streams);
-    if (password->parsed()) return Password(streams.in, streams.terminal, streams.out, streams.err);
+    if (eval->parsed()) return Delivered(Eval(evalOptions, streams), streams);
+    if (password->parsed()) return Delivered(Password(streams.in, streams.terminal, streams.out, streams.err), streams);
     return wrongUsage;
 }

@@ -1,10 +1,11 @@
 #!/usr/bin/python3
 """The command line of every subcommand: help, and what it says to mistakes."""
 
+import subprocess
 import unittest
 
 import parallel
-from installation import Installation, run
+from installation import PATIENCE, PROGRAM, Installation, run
 
 SUBCOMMANDS = {  # what its help has to name
     "serve": ["--setup", "--port"],
@@ -57,6 +58,16 @@ class Usage(unittest.TestCase):
                 self.assertEqual(2, result.code, result)
                 self.assertEqual("", result.out)
                 self.assertNotEqual("", result.err)
+
+    def test_tells_when_its_result_could_not_be_written(self):
+        setup = Installation(self).setup
+        for arguments in (("eval", "--setup", setup, "1"), ("eval", "--setup", setup, "--json", "1"), ("password",)):
+            with self.subTest(arguments), open("/dev/full", "w", encoding="ascii") as full:
+                done = subprocess.run(
+                    [PROGRAM, *map(str, arguments)], input="secret\n", stdout=full, stderr=subprocess.PIPE, text=True, timeout=PATIENCE
+                )
+                self.assertEqual(3, done.returncode)
+                self.assertIn("standard output", done.stderr)
 
 
 class Password(unittest.TestCase):
