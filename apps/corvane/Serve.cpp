@@ -69,7 +69,11 @@ public:
         const corvane::EventDevices eventDevices;
         if (!server.Start()) return Fail("the system gives no thread for the scan");
         AddHttpServices(*http, installation.settings, ServicesOf(server), ConsoleDirectory());
-        if (std::string error; !http->Start(error)) return Fail(error);
+        if (std::string error; !http->Start(error))
+        {
+            server.Stop();  // before the pseudo-devices go, which the scan reads
+            return Fail(error);
+        }
         streams.out << "listening on " << http->Url() << std::endl;
         int signal = 0;
         sigwait(&endingSignals, &signal);
