@@ -2,8 +2,10 @@
 #include <spdlog/spdlog.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <ostream>
 
+#include "apps/corvane/Arguments.h"
 #include "apps/corvane/Commands.h"
 
 namespace
@@ -54,7 +56,9 @@ int corvane::Main(int argc, const char* const* argv, const Streams& streams)
 
     try
     {
-        app.parse(argc, argv);
+        std::vector<std::string> words = WithExpressionLast({argv + 1, argv + argc});
+        std::reverse(words.begin(), words.end());  // the parser takes them from the end
+        app.parse(std::move(words));
     }
     catch (const CLI::ParseError& problem)
     {
