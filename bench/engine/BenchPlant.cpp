@@ -40,8 +40,8 @@ bool BenchDriver::WriteVariable(int id, double value)
 
 BenchDirectory::BenchDirectory()
 {
-    char name[] = "/tmp/corvane-bench-XXXXXX";
-    path = mkdtemp(name);
+    path = (std::filesystem::temp_directory_path() / "corvane-bench-XXXXXX").string();
+    if (mkdtemp(path.data()) == nullptr) std::abort();
 }
 
 BenchDirectory::~BenchDirectory() { std::filesystem::remove_all(path); }

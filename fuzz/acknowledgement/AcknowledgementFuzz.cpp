@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -34,8 +35,9 @@ class Plant
 public:
     Plant()
     {
-        char name[] = "/tmp/corvane-fuzz-XXXXXX";
-        const std::string directory = std::string(mkdtemp(name)) + "/";
+        std::string directory = (std::filesystem::temp_directory_path() / "corvane-fuzz-XXXXXX").string();
+        if (mkdtemp(directory.data()) == nullptr) std::abort();
+        directory += '/';
         const std::string file = directory + "default.xeve";
         std::ofstream(file) << "<main><eventsGroups/><events>" << Event(1, 'T') << Event(2, 'T') << Event(3, 'F')
                             << "</events></main>";
