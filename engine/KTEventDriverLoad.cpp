@@ -105,7 +105,8 @@ void KTEventDriver::LoadActions()
         {
             const XmlNode* const phaseNode = sectionNode->Node(phaseTags[phase]);
             if (phaseNode == nullptr) continue;
-            auto& list = actionLists[static_cast<std::size_t>(section * KTEventAction::phases + phase)];
+            const int number = section * KTEventAction::phases + phase;
+            auto& list = actionLists[static_cast<std::size_t>(number)];
             for (auto child = phaseNode->ChildsBegin(); child != phaseNode->ChildsEnd(); ++child)
             {
                 auto action = KTEventAction::Create((*child)->Tag().Str(), this);

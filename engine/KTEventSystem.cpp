@@ -84,7 +84,7 @@ void KTEventSystem::Add(Container& container, std::vector<std::unique_ptr<Elemen
 {
     container.push_back(element.get());
     if (ownsContent)
-        element.release();  // the container owns it from here on
+        (void)element.release();  // the container owns it from here on
     else
         kept.push_back(std::move(element));
 }
