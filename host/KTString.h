@@ -8,7 +8,6 @@
 #include <limits>
 #include <new>
 #include <string>
-#include <type_traits>
 
 /// Operations on a character family that need no object.
 ///
@@ -29,15 +28,13 @@ struct KTCharFamily
     /// 0 when equal, otherwise the sign of the order of the two texts, unit by unit, case-sensitive.
     static constexpr int Compare(const CharT* a, const CharT* b)
     {
-        using Unit = std::make_unsigned_t<CharT>;
         while (*a != CharT{} && *a == *b)
         {
             ++a;
             ++b;
         }
-        const auto left = static_cast<Unit>(*a);
-        const auto right = static_cast<Unit>(*b);
-        return left == right ? 0 : (left < right ? -1 : 1);
+        if (*a == *b) return 0;
+        return std::char_traits<CharT>::lt(*a, *b) ? -1 : 1;  // narrow units count as unsigned there
     }
 };
 
@@ -112,10 +109,12 @@ public:
     KTBasicString(KTBasicString&& other) noexcept : KTBasicString() { Swap(other); }
     ~KTBasicString() { Release(); }
 
+    // Assign fills a fresh buffer before the old one goes, so a text may be assigned to itself.
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
     KTBasicString& operator=(const KTBasicString& other) { return Assign(other.buffer, other.length); }
     /// The growth policy stays this object's, as with every assignment. What `other` only borrows is copied, since its
-    /// owner knows nothing of us.
-    KTBasicString& operator=(KTBasicString&& other)
+    /// owner knows nothing of us; that is why it may throw.
+    KTBasicString& operator=(KTBasicString&& other)  // NOLINT(performance-noexcept-move-constructor)
     {
         if (this == &other) return *this;
         if (other.Borrowed()) return Assign(other.buffer, other.length);
