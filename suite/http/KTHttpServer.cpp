@@ -108,18 +108,6 @@ void OnCompleted(void* context, MHD_Connection* connection, void** exchange, MHD
     if (KTHttpConnections::tagSEntry* const entry = EntryOf(connection))
         (void)core.connections.Enter(entry, KTHttpConnections::Phase::head, core.limits.head);
 }
-
-// Without users everything is allowed, and without TLS everything can be overheard: neither beyond this machine, unless
-// somebody has said so.
-bool IsExposed(const KTSettings& settings, std::string& error)
-{
-    const std::string address = CanonicalAddress(settings.listen);
-    const bool loopback = IsLoopback(address) || EqualIgnoringCase(settings.listen, "localhost");
-    if (loopback || settings.open || (!settings.users.empty() && !settings.certificate.empty())) return false;
-    error = "refuses to listen on " + settings.listen + ", which other machines can reach, without " +
-            (settings.users.empty() ? "users" : "TLS") + "; [http] open = true allows it";
-    return true;
-}
 }  // namespace
 
 struct KTHttpServer::Parts
@@ -169,7 +157,7 @@ std::string KTHttpServer::Url() const
 bool KTHttpServer::Check(std::string& error)
 {
     const KTSettings& settings = parts->settings;
-    if (IsExposed(settings, error)) return false;
+    if (!settings.MayListen(error)) return false;
     if (settings.certificate.empty() != settings.key.empty())
     {
         error = "[http] certificate and key belong together: one is missing";

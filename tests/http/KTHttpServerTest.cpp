@@ -82,13 +82,13 @@ TEST(KTHttpServer, RefusesToBeReachedByStrangers)
         {"127.3.2.1", false, false, false, true, ""},
         {"::1", false, false, false, true, ""},
         {"localhost", false, false, false, true, ""},
-        {"0.0.0.0", false, false, false, false, "without users"},
-        {"0.0.0.0", true, false, false, false, "without TLS"},
-        {"0.0.0.0", false, true, false, false, "without users"},
+        {"0.0.0.0", false, false, false, false, "[[http.user]]"},
+        {"0.0.0.0", true, false, false, false, "for TLS"},
+        {"0.0.0.0", false, true, false, false, "[[http.user]]"},
         {"0.0.0.0", false, false, true, true, ""},
         {"0.0.0.0", true, false, true, true, ""},
         {"0.0.0.0", true, true, false, false, "can't use the certificate"},  // let through as far as the certificate
-        {"::", false, false, false, false, "without users"},
+        {"::", false, false, false, false, "[[http.user]]"},
         {"::ffff:127.0.0.1", false, false, false, true, ""},
     };
     for (const auto& r : rows)
