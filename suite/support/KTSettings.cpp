@@ -363,6 +363,9 @@ void CheckScreens(const toml::table& root, const KTSettings& settings, KTSetting
 {
     std::unordered_set<std::string> devices;
     for (const KTDeviceSettings& device : settings.devices) devices.insert(device.name);
+    // Which events there are stands in another document.
+    const auto isKnown = [&](const std::string& name)
+    { return devices.count(name) != 0 || name.starts_with(rules::eventDevicePrefix); };
     const toml::array* const screens = root["screen"].as_array();
     if (screens == nullptr) return;
     for (const toml::node& screen : *screens)
@@ -371,7 +374,7 @@ void CheckScreens(const toml::table& root, const KTSettings& settings, KTSetting
         const toml::array* const names = table == nullptr ? nullptr : (*table)["devices"].as_array();
         if (names == nullptr) continue;
         for (const toml::node& name : *names)
-            if (name.is_string() && devices.count(name.as_string()->get()) == 0)
+            if (name.is_string() && !isKnown(name.as_string()->get()))
                 problems.Add(name.source().begin, "screen.devices names " + Value::Shown(name) +
                                                       ", and there is no [[device]] of that name");
     }

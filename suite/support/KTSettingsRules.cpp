@@ -25,7 +25,10 @@ bool IsEntityName(std::string_view text)
 {
     return IsName(text) && text.find_first_of(".[]@:") == std::string_view::npos;
 }
-bool IsDeviceName(std::string_view text) { return IsEntityName(text) && !text.starts_with("R$EVE_"); }
+bool IsDeviceName(std::string_view text)
+{
+    return IsEntityName(text) && !text.starts_with(kt::rules::eventDevicePrefix);
+}
 bool IsUserName(std::string_view text) { return IsName(text) && text.find(':') == std::string_view::npos; }
 
 bool IsLanguage(std::string_view text)

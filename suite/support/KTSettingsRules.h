@@ -5,6 +5,9 @@
 
 namespace kt::rules
 {
+/// How the names of the events' own devices begin.
+inline constexpr std::string_view eventDevicePrefix = "R$EVE_";
+
 extern const KTTextRule anyText;
 extern const KTTextRule secret;      // any text, shown in no message
 extern const KTTextRule line;        // no control characters

@@ -259,7 +259,7 @@ TEST(KTSettings, RefusesSettingsThatContradictEachOther)
         {"[locale]\nthousands = \"'\"\ndecimal = \"'\"\n", 3, "must differ"},
         {"[http]\nport = 1\ncertificate = \"c.pem\"\n", 3, "http.certificate needs http.key as well"},
         {"[http]\nkey = \"k.pem\"\n", 2, "http.key needs http.certificate as well"},
-        {"[[screen]]\nname = \"S\"\ndevices = [\"D\",\n \"E\"]\n[[device]]\nname = \"D\"\n", 4,
+        {"[[screen]]\nname = \"S\"\ndevices = [\"D\", \"R$EVE_Pump\",\n \"E\"]\n[[device]]\nname = \"D\"\n", 4,
          "screen.devices names \"E\", and there is no [[device]] of that name"},
     });
     ExpectRefusedBehind(simulator, "low = 3\nhigh = 2\n", 7,
