@@ -78,8 +78,13 @@ class BesideFile
 {
 public:
     explicit BesideFile(const std::string& place)
-        : name(BesideName(place)), descriptor(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, newFileMode))
     {
+        // A process that was killed leaves its file, and the next one may have the same number: such a name is passed over.
+        do
+        {
+            name = BesideName(place);
+            descriptor = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, newFileMode);
+        } while (descriptor < 0 && errno == EEXIST);
     }
     BesideFile(const BesideFile&) = delete;
     BesideFile& operator=(const BesideFile&) = delete;
@@ -111,8 +116,8 @@ public:
     }
 
 private:
-    const std::string name;
-    const int descriptor;
+    std::string name;
+    int descriptor = -1;
     bool placed = false;
 };
 }  // namespace

@@ -228,6 +228,20 @@ TEST_F(XmlFile, ASaveThatCannotBePutInPlaceLeavesNothing)
     EXPECT_TRUE(fs::exists(At("a.xml/inside")));
 }
 
+// A process that was killed leaves its unfinished file behind, and the next one may well get the same number.
+TEST_F(XmlFile, SavesPastWhatAKilledWriterLeftBehind)
+{
+    constexpr int left = 300;
+    for (int i = 0; i < left; ++i)
+        Write(At("a.xml." + std::to_string(getpid()) + "-" + std::to_string(i) + ".new"), "half");
+    XmlDocument document;
+    EXPECT_FALSE(document.Load(Wide(At("a.xml")).Str()));
+    document.Create(L"main");
+    EXPECT_TRUE(document.Save());
+    EXPECT_TRUE(document.Load(Wide(At("a.xml")).Str()));
+    EXPECT_EQ(FilesThere(), left + 1);
+}
+
 // A writer that is killed in the middle: whoever reads meets a whole document, the old one or the new one.
 TEST_F(XmlFile, AKilledWriterNeverLeavesHalfADocument)
 {
