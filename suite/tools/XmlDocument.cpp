@@ -172,7 +172,7 @@ const XmlDocument::XmlNode* XmlDocument::Node(const wchar_t* path) const
 
 XmlDocument::XmlNode& XmlDocument::XmlNode::operator=(const XmlNode& other)
 {
-    XmlTree::Assign(XmlStore::Of(this), *this, other);
+    if (this != &other) XmlTree::Assign(XmlStore::Of(this), *this, other);
     return *this;
 }
 

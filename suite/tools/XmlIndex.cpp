@@ -8,7 +8,6 @@
 namespace
 {
 using kt::XmlPiece;
-using kt::XmlStep;
 using kt::XmlTree;
 using Node = XmlDocument::XmlNode;
 

@@ -1,5 +1,7 @@
 #include "suite/tools/XmlStore.h"
 
+#include <sanitizer/asan_interface.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -39,7 +41,12 @@ kt::XmlStore::~XmlStore()
         std::free(blocks);
         blocks = next;
     }
-    while (large.next != &large) GiveLarge(large.next + 1);
+    for (Large* piece = large.next; piece != &large;)
+    {
+        Large* const next = piece->next;
+        std::free(piece);
+        piece = next;
+    }
 }
 
 kt::XmlIndexes& kt::XmlStore::Indexes()
@@ -56,6 +63,7 @@ void* kt::XmlStore::Take(std::size_t size)
     if (list != nullptr)
     {
         Free* const place = list;
+        ASAN_UNPOISON_MEMORY_REGION(place, rounded);
         list = place->next;
         return place;
     }
@@ -74,6 +82,8 @@ void kt::XmlStore::Give(void* place, std::size_t size) noexcept
     }
     Free*& list = returned[RoundUp(size) / 8];
     list = new (place) Free{list};
+    // For the address sanitizer, a piece that came back is as good as freed.
+    ASAN_POISON_MEMORY_REGION(place, RoundUp(size));
 }
 
 kt::XmlStore& kt::XmlStore::Of(const void* place)

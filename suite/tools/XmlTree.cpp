@@ -258,7 +258,6 @@ Node* XmlTree::Copy(XmlStore& store, const Node& source)
 
 void XmlTree::Assign(XmlStore& store, Node& node, const Node& source)
 {
-    if (&node == &source) return;
     // The copy is complete before anything goes: `source` may lie below `node`, or `node` below `source`.
     Node* const copy = Copy(store, source);
     FreeChildren(store, node);

@@ -57,7 +57,7 @@ struct XmlTree
     /// A copy in `store` of a node of this or another store, with all below it.
     static Node* Copy(XmlStore& store, const Node& source);
 
-    /// Tag, text and children of `source`, which may lie above or below `node`.
+    /// Tag, text and children of `source`, which is another node and may lie above or below `node`.
     static void Assign(XmlStore& store, Node& node, const Node& source);
 
 private:
