@@ -28,12 +28,15 @@ sigset_t BlockEndingSignals()
     return signals;
 }
 
-// Alive: the last scan ended not long ago, or a scan takes no longer than can be expected of it.
-bool ScanIsAlive(const KTEventServer& server)
+// Alive: the last scan ended not long ago, or a scan takes no longer than can be expected of it. The first one counts from
+// `started`, a tick count.
+bool ScanIsAlive(const KTEventServer& server, std::uint32_t started)
 {
     constexpr std::uint32_t patience = 10'000;  // milliseconds
     const KTEventServer::tagScanFigures& figures = server.ScanFigures();
-    return server.IsRunning() && GetTickCount() - figures.lastEnd < patience + 2 * figures.lastDuration;
+    // Before the clock is asked: a scan that ends in between would seem to have ended ages ago.
+    const std::uint32_t since = figures.scans > 0 ? figures.lastEnd.load() : started;
+    return server.IsRunning() && GetTickCount() - since < patience + 2 * figures.lastDuration;
 }
 
 KTHttpServices ServicesOf(KTEventServer& server)
@@ -46,7 +49,7 @@ KTHttpServices ServicesOf(KTEventServer& server)
     services.acknowledge = [&server](KTHttpRequest& request, const unsigned char* body)
     { return server.ProcessHttpServiceAck(request, body); };
     services.eventsList = [list = corvane::EventListJson()] { return list; };
-    services.healthy = [&server] { return ScanIsAlive(server); };
+    services.healthy = [&server, started = GetTickCount()] { return ScanIsAlive(server, started); };
     return services;
 }
 

@@ -40,6 +40,14 @@ class Start(unittest.TestCase):
         self.assertEqual(200, server.health())
         self.assertNotIn("warning", server.messages())
 
+    def test_is_healthy_from_the_first_moment(self):
+        # Heavy conditions, so that the first question comes during the first scan.
+        heavy = "+".join(["SIN([M.V]*COS(1.5))"] * 190) + " > 1000"
+        events = events_document(*(event(f"E{number}", heavy) for number in range(3000)))
+        server = Installation(self, memory_device("M", "V"), events).serve()
+        server.put("M.V", 1)
+        self.assertEqual([200] * 5, [server.health() for _ in range(5)])
+
     def test_finds_its_paths_from_the_settings_not_from_where_it_is_started(self):
         plant = Installation(self, '[paths]\ndata = "a/b/data"\nhtml = "a/html"\n')
         plant.serve(directory="/")
