@@ -16,7 +16,12 @@ void FollowZone()
     thread_local std::string last;
     const char* zone = std::getenv("TZ");
     if (known && set == (zone != nullptr) && (!set || last == zone)) return;
-    tzset();
+    {
+        // The C library has a lock of its own for this; ours is one that the thread sanitizer can see.
+        static std::mutex mutex;
+        const std::lock_guard guard(mutex);
+        tzset();
+    }
     known = true;
     set = zone != nullptr;
     last = set ? zone : "";
