@@ -24,8 +24,8 @@ public:
     using KTEventDriver::ParseAnnotation;
 
 protected:
-    /// Composes the names of the devices of the last check into the annotation text: at most ten, eleven and more end in
-    /// "...". Always true.
+    /// Composes the names of the devices of the last check into the annotation text; from the eleventh on "..." stands for
+    /// those behind it, even if there are none. Always true.
     bool ParseAnnotation();
 
 private:
