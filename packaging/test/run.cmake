@@ -11,7 +11,7 @@ function(run)
 endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${work}/installed)
-run(${CMAKE_COMMAND} -S ${SOURCE} -B ${work}/build -DCMAKE_PREFIX_PATH=${work}/installed -DCMAKE_CXX_COMPILER=${CXX})
+run(${CMAKE_COMMAND} -G Ninja -S ${SOURCE} -B ${work}/build -DCMAKE_PREFIX_PATH=${work}/installed -DCMAKE_CXX_COMPILER=${CXX})
 run(${CMAKE_COMMAND} --build ${work}/build)
 run(${work}/build/host)
 if(NOT output MATCHES "running 1, events 0, active 0")
