@@ -452,12 +452,14 @@ TEST_F(KTEventDriverTest, DeactivationActionsFindTheAnnotationExceptWithoutADela
         table.open = true;
         plant.Set(L"C", 1.0);
         EXPECT_TRUE(fresh.Work(KTDateTime::LTC()));
+        fresh.delayOnCounter = 55;  // as a delay to activate leaves it
         table.open = row.way != closedTable;
         plant.Set(L"C", 0.0);
         EXPECT_TRUE(fresh.Work(KTDateTime::LTC()));
         if (row.way == afterADelay)
         {
             EXPECT_EQ(seen, L"not run");
+            EXPECT_EQ(fresh.delayOnCounter, 0U) << "cleared as soon as the delay begins";
             Pass(2000);
             EXPECT_TRUE(fresh.Work(KTDateTime::LTC()));
         }

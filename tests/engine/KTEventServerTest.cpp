@@ -1,7 +1,10 @@
 #include "engine/KTEventServer.h"
 
+#include <sys/inotify.h>
+#include <unistd.h>
+
 #include <atomic>
-#include <mutex>
+#include <set>
 
 #include "ServerFixture.h"
 #include "support/TestNoThreads.h"
@@ -29,6 +32,36 @@ public:
 
 private:
     std::function<void(const KTDateTime& now)> onAsked;
+};
+
+// Which files of a directory are opened while it lives.
+class OpenedFiles
+{
+public:
+    explicit OpenedFiles(const std::filesystem::path& directory) : handle(inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
+    {
+        EXPECT_GE(inotify_add_watch(handle, directory.c_str(), IN_OPEN), 0);
+    }
+    ~OpenedFiles() { close(handle); }
+
+    /// Since the last call.
+    std::set<std::string> Names()
+    {
+        std::set<std::string> names;
+        alignas(inotify_event) char buffer[4096];
+        for (ssize_t size = read(handle, buffer, sizeof buffer); size > 0; size = read(handle, buffer, sizeof buffer))
+            for (const char* at = buffer; at < buffer + size;)
+            {
+                const auto* const told = reinterpret_cast<const inotify_event*>(at);
+                names.insert(told->name);
+                at += sizeof *told + told->len;
+            }
+        names.erase("");
+        return names;
+    }
+
+private:
+    const int handle;
 };
 
 Strings ChildTags(const XmlDocument::XmlNode& node)
@@ -129,9 +162,16 @@ TEST_F(KTEventServerTest, WithoutParkingItsFileIsNeitherReadNorMade)
 {
     EXPECT_TRUE(server.LoadCfg());
     EXPECT_FALSE(std::filesystem::exists(config.File("default.xpark")));
+    config.WriteEvents("");
+    config.WriteTimeTables("");
     config.WriteParking(Element("eventError", IdElement(1) + "<name>p</name>"));
+    OpenedFiles opened(config.File(""));
     EXPECT_TRUE(server.LoadCfg());
     EXPECT_TRUE(Names().empty());
+    EXPECT_EQ(opened.Names(), (std::set<std::string>{"default.xeve", "default.xtmt"}));
+    config.SetParking(true);
+    EXPECT_TRUE(server.LoadCfg());
+    EXPECT_TRUE(opened.Names().contains("default.xpark"));
 }
 
 TEST_F(KTEventServerTest, ParkingEventsStandAmongTheOthersByName)

@@ -126,6 +126,7 @@ TEST_F(KTTimeTableCalendarTest, LoadingAgainForgetsTheDate)
     tables->document.Root()->Node(L"calendars/calendar/year/month3")->SetValue(L"day10", L"{evening}");
     ASSERT_TRUE(calendar->LoadXml(tables->document.Root()->Node(L"calendars/calendar")));
     EXPECT_FALSE(Sleeps(Date(2024, 3, 10, 6)));
+    EXPECT_TRUE(Sleeps(Date(2024, 3, 10, 18)));
 }
 
 TEST_F(KTTimeTableCalendarTest, GoesThroughAWeek)
