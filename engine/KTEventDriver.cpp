@@ -204,10 +204,13 @@ bool KTEventDriver::SetEventStatus(tagSEventRT* occurrence, int status)
     }
     occurrence->status |= status;
     finished = finished || occurrence->status == statusFinished;
-    (void)SaveEvent(occurrence, status);  // a full disk must not stop the scan
+    const bool saved = SaveEvent(occurrence, status);  // a full disk must not stop the scan
     if (KTEventSystem::Get().GetRssActive()) PublishStatus(*occurrence, status);
     if (KTEventObserver* const observer = KTEventObserver::Installed())
+    {
+        if (record) observer->RecordSaved(*this, *occurrence, status, saved);
         observer->StatusChanged(*this, *occurrence, status);
+    }
     return true;
 }
 

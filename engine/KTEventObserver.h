@@ -20,6 +20,12 @@ public:
     virtual void StatusChanged(const KTEventDriver& event, const KTEventDriver::tagSEventRT& occurrence,
                                int status) = 0;
 
+    /// Right before StatusChanged, for events that are recorded: whether the record of the change stands on the disk.
+    virtual void RecordSaved(const KTEventDriver& /*event*/, const KTEventDriver::tagSEventRT& /*occurrence*/,
+                             int /*status*/, bool /*saved*/)
+    {
+    }
+
     /// Null when there is none.
     static KTEventObserver* Installed();
     /// Null removes. Returns the observer that was installed before.

@@ -1,6 +1,7 @@
 #include "engine/KTEventObserver.h"
 
 #include "DriverFixture.h"
+#include "host/KTCorvaneSetup.h"
 
 namespace
 {
@@ -78,6 +79,37 @@ TEST_F(KTEventObserverTest, IsToldUnderTheEventsMutex)
         });
     ScanWith(1);
     EXPECT_TRUE(told);
+}
+
+TEST_F(KTEventObserverTest, IsToldWhatBecameOfARecordBeforeItIsToldOfTheChange)
+{
+    class Listening : public KTEventObserver
+    {
+    public:
+        void RecordSaved(const KTEventDriver&, const KTEventDriver::tagSEventRT&, int status, bool saved) override
+        {
+            told.push_back("record " + std::to_string(status) + (saved ? " saved" : " lost"));
+        }
+        void StatusChanged(const KTEventDriver&, const KTEventDriver::tagSEventRT&, int status) override
+        {
+            told.push_back("status " + std::to_string(status));
+        }
+        Strings told;
+    };
+    KTSetupData nowhere;
+    nowhere.dataPath = L"/dev/null/";  // no directory can be made there
+    KTCorvaneSetup::Get().Configure(nowhere);
+    Listening listening;
+    KTEventObserver* const before = KTEventObserver::Install(&listening);
+    Load("<record>T</record>");
+    ScanWith(1);
+    ScanWith(0);
+    EXPECT_EQ(std::exchange(listening.told, {}), (Strings{"record 1 lost", "status 1", "record 2 lost", "status 2"}));
+    Load("<record>F</record>");  // nobody misses what isn't to be recorded
+    ScanWith(1);
+    EXPECT_EQ(listening.told, Strings{"status 1"});
+    KTEventObserver::Install(before);
+    KTCorvaneSetup::Get().Configure({});
 }
 
 TEST_F(KTEventObserverTest, NothingDependsOnThereBeingOne)
