@@ -9,6 +9,7 @@
 #include "apps/corvane/EventList.h"
 #include "apps/corvane/Installation.h"
 #include "apps/corvane/LoadReport.h"
+#include "apps/corvane/ServerFigures.h"
 #include "engine/KTEventServer.h"
 #include "host/KTClock.h"
 #include "suite/http/KTHttpServices.h"
@@ -39,7 +40,7 @@ bool ScanIsAlive(const KTEventServer& server, std::uint32_t started)
     return server.IsRunning() && GetTickCount() - since < patience + 2 * figures.lastDuration;
 }
 
-KTHttpServices ServicesOf(KTEventServer& server)
+KTHttpServices ServicesOf(KTEventServer& server, const corvane::ServerFigures& figures)
 {
     KTHttpServices services;
     services.actived = [&server](KTHttpRequest& request, KTHttpResponse& response)
@@ -50,6 +51,7 @@ KTHttpServices ServicesOf(KTEventServer& server)
     { return server.ProcessHttpServiceAck(request, body); };
     services.eventsList = [list = corvane::EventListJson()] { return list; };
     services.healthy = [&server, started = GetTickCount()] { return ScanIsAlive(server, started); };
+    services.metrics = [&figures, healthy = services.healthy] { return figures.Page(healthy()); };
     return services;
 }
 
@@ -70,8 +72,9 @@ public:
         server.LoadCfg();
         corvane::ReportLoading(server, installation.settings);
         const corvane::EventDevices eventDevices;
+        corvane::ServerFigures figures(server, installation.devices);
         if (!server.Start()) return Fail("the system gives no thread for the scan");
-        AddHttpServices(*http, installation.settings, ServicesOf(server), ConsoleDirectory());
+        AddHttpServices(*http, installation.settings, ServicesOf(server, figures), ConsoleDirectory());
         if (std::string error; !http->Start(error))
         {
             server.Stop();  // before the pseudo-devices go, which the scan reads

@@ -38,6 +38,7 @@ KTHttpServices Services()
     services.acknowledge = [](KTHttpRequest&, const unsigned char* body) { return body[0] == '<'; };
     services.eventsList = [] { return std::string("[]"); };
     services.healthy = [] { return true; };
+    services.metrics = [] { return std::string("up 1\n"); };
     return services;
 }
 

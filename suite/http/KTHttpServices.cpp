@@ -8,6 +8,7 @@
 #include "suite/http/KTHttpInformation.h"
 #include "suite/http/KTHttpSignIn.h"
 #include "suite/http/KTHttpVariables.h"
+#include "suite/http/KTMetricsText.h"
 #include "suite/support/KTExecutable.h"
 
 namespace
@@ -77,6 +78,9 @@ void AddEventRoutes(KTHttpRouter& router, const std::shared_ptr<const KTHttpServ
                 [services](KTHttpCall&, KTHttpAnswer& answer) { answer.Document(jsonType, services->eventsList()); }});
     router.Add({"GET", "/health", KTHttpAccess::everyone, 0,
                 [services](KTHttpCall&, KTHttpAnswer& answer) { ServeHealth(*services, answer); }});
+    router.Add({"GET", "/metrics", KTHttpAccess::viewer, 0, [services](KTHttpCall&, KTHttpAnswer& answer) {
+                    answer.Document(KTMetricsText::contentType, services->metrics());
+                }});
 }
 
 void AddPlantRoutes(KTHttpRouter& router, const KTSettings& settings)

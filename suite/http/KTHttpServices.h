@@ -22,6 +22,7 @@ struct KTHttpServices
     std::function<bool(KTHttpRequest& request, const unsigned char* body)> acknowledge;
     std::function<std::string()> eventsList;  // JSON
     std::function<bool()> healthy;            // the scan is alive
+    std::function<std::string()> metrics;     // as KTMetricsText writes them
 };
 
 /// Adds the routes of the events, the variables, the sessions and the console. `consoleDirectory` holds the console's files.

@@ -61,6 +61,7 @@ public:
         };
         services.eventsList = [] { return std::string(R"([{"name":"Overload"}])"); };
         services.healthy = [this] { return healthy.load(); };
+        services.metrics = [] { return std::string("up 1\n"); };
     }
 
     /// ana may read, olga also acknowledge, emil everything; the password of each is the name and "-pw".
