@@ -1,6 +1,7 @@
 // Expressions over device variables.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 
 #include "host/KTString.h"
@@ -48,14 +49,20 @@ private:
     std::unique_ptr<Program> program;  // null while nothing is compiled
 };
 
-/// An expression's text with its compiled form; on a cache line of its own, as a scan of many events reads it.
-class alignas(64) KTEvaluator
+/// An expression's text with its compiled form.
+///
+/// Memory: those made one after the other lie side by side with their compiled forms, for a scan that evaluates them in
+///         that order.
+class KTEvaluator
 {
 public:
     KTEvaluator() = default;
     explicit KTEvaluator(const wchar_t* expression) { Set(expression); }
     KTEvaluator(const KTEvaluator&) = default;
     KTEvaluator& operator=(const KTEvaluator&) = default;
+
+    static void* operator new(std::size_t bytes);
+    static void operator delete(void* block) noexcept;
 
     /// Stores the text; the compiled form is gone until AnalizeExpression.
     void Set(const wchar_t* expression);

@@ -6,6 +6,11 @@
 #include "suite/drivers/KTExpressionParser.h"
 #include "suite/drivers/KTPolacaProgram.h"
 #include "suite/support/KTLanguage.h"
+#include "suite/tools/KTSlabs.h"
+
+void* KTEvaluator::operator new(std::size_t bytes) { return KTSlabs::Allocate(bytes); }
+
+void KTEvaluator::operator delete(void* block) noexcept { KTSlabs::Free(block); }
 
 void KTEvaluator::Set(const wchar_t* expression)
 {

@@ -45,36 +45,39 @@ std::uint32_t KTExpressionCompiler::AddName(const wchar_t* text, int length)
 
 void KTExpressionCompiler::LayOut()
 {
-    bytes = sizeof(KTExpressionProgram);
-    const auto place = [this](std::size_t count, std::size_t size)
+    const auto place = [](std::uint32_t& bytes, std::size_t count, std::size_t size)
     {
         const std::size_t begin = (bytes + unit - 1) / unit;
-        bytes = begin * unit + count * size;
+        bytes = static_cast<std::uint32_t>(begin * unit + count * size);
         return static_cast<std::uint16_t>(begin);
     };
-    place(quick.code.size(), sizeof(KTExpressionWord));
+    details.programBytes = sizeof(KTExpressionProgram);
+    place(details.programBytes, quick.code.size(), sizeof(KTExpressionWord));
     const int scratch = std::max(quick.scratch, careful.scratch);
-    head.scratch = place(static_cast<std::size_t>(scratch), sizeof(double));
-    head.variables = place(variables.size(), sizeof(KTExpressionVariable));
-    head.numbers = place(careful.numbers.size(), sizeof(double));
-    head.items = place(careful.code.size(), sizeof(KTExpressionItem));
-    head.places = place(quick.places.size(), sizeof(KTExpressionPlace));
-    head.names = place(names.size(), sizeof(wchar_t));
-    head.bytes = static_cast<std::uint32_t>(bytes);
+    head.scratch = place(details.programBytes, static_cast<std::size_t>(scratch), sizeof(double));
     head.registry = &KTDriver::Generation();
     head.kind = expression.Root().logical ? 1 : 0;
     head.onlyName = expression.onlyName ? 1 : 0;
-    head.variableCount = static_cast<std::uint16_t>(variables.size());
-    head.placeCount = static_cast<std::uint16_t>(quick.places.size());
+
+    details.bytes = sizeof(KTExpressionDetails);
+    place(details.bytes, variables.size(), sizeof(KTExpressionVariable));
+    details.numbers = place(details.bytes, careful.numbers.size(), sizeof(double));
+    details.items = place(details.bytes, careful.code.size(), sizeof(KTExpressionItem));
+    details.places = place(details.bytes, quick.places.size(), sizeof(KTExpressionPlace));
+    details.names = place(details.bytes, names.size(), sizeof(wchar_t));
+    details.variableCount = static_cast<std::uint16_t>(variables.size());
+    details.placeCount = static_cast<std::uint16_t>(quick.places.size());
 }
 
-void KTExpressionCompiler::WriteTo(KTExpressionProgram& program) const
+void KTExpressionCompiler::WriteTo(KTExpressionProgram& program, KTExpressionDetails& rest) const
 {
     program = head;
+    program.details = &rest;
     CopyTo(program.Code(), quick.code);
-    CopyTo(program.Variables(), variables);
-    CopyTo(program.Numbers(), careful.numbers);
-    CopyTo(program.Items(), careful.code);
-    CopyTo(program.Places(), quick.places);
-    CopyTo(program.Names(), names);
+    rest = details;
+    CopyTo(rest.Variables(), variables);
+    CopyTo(rest.Numbers(), careful.numbers);
+    CopyTo(rest.Items(), careful.code);
+    CopyTo(rest.Places(), quick.places);
+    CopyTo(rest.Names(), names);
 }

@@ -1,4 +1,4 @@
-// Packs the two codes of an expression and all they need into one block.
+// Packs the two codes of an expression and all they need into two blocks.
 #pragma once
 
 #include <cstddef>
@@ -18,11 +18,12 @@ class KTExpressionCompiler
 public:
     explicit KTExpressionCompiler(const KTExpression& tree);
 
-    /// Bytes of the block.
-    [[nodiscard]] std::size_t Bytes() const { return bytes; }
+    /// Bytes of the blocks, each aligned to 8.
+    [[nodiscard]] std::size_t ProgramBytes() const { return details.programBytes; }
+    [[nodiscard]] std::size_t DetailsBytes() const { return details.bytes; }
 
-    /// `program` stands at the beginning of Bytes() bytes, aligned to 8. Nothing is looked up yet.
-    void WriteTo(KTExpressionProgram& program) const;
+    /// The arguments stand at the beginning of their blocks. Nothing is looked up yet.
+    void WriteTo(KTExpressionProgram& program, KTExpressionDetails& rest) const;
 
 private:
     void AddVariable(const std::wstring& name);
@@ -35,5 +36,5 @@ private:
     std::vector<KTExpressionVariable> variables;
     std::vector<wchar_t> names;
     KTExpressionProgram head{};
-    std::size_t bytes = 0;
+    KTExpressionDetails details{};
 };

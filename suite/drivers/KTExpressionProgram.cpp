@@ -50,7 +50,7 @@ int KTExpressionProgram::EvaluateBinding(double& value)
 {
     // The number is taken first: a change of the registry while we look things up is noticed at the next evaluation.
     generation = registry->load(std::memory_order_acquire);
-    for (int i = 0; i < variableCount; ++i) LookUp(Variables()[i]);
+    for (int i = 0; i < details->variableCount; ++i) LookUp(details->Variables()[i]);
     FillPlaces();
     return Run(value);
 }
@@ -59,12 +59,12 @@ void KTExpressionProgram::LookUp(KTExpressionVariable& variable)
 {
     variable.cell = &cellWithoutValue;
     if (variable.missing == KTPolaca::filteredName) return;
-    const wchar_t* const deviceName = Names() + variable.deviceName;
+    const wchar_t* const deviceName = details->Names() + variable.deviceName;
     variable.missing = KTPolaca::unknownDevice;
     variable.driver = *deviceName == L'\0' ? nullptr : KTDriver::LockDriver(deviceName);
     if (variable.driver == nullptr) return;
     KTDriver* const held = variable.driver;
-    if (int id = -1; held->VariableId(Names() + variable.variableName, id))
+    if (int id = -1; held->VariableId(details->Names() + variable.variableName, id))
     {
         variable.id = id;
         const std::atomic<double>* const cell = held->ValueCell(id);
@@ -82,10 +82,10 @@ void KTExpressionProgram::LookUp(KTExpressionVariable& variable)
 
 void KTExpressionProgram::FillPlaces()
 {
-    for (int i = 0; i < placeCount; ++i)
+    for (int i = 0; i < details->placeCount; ++i)
     {
-        const KTExpressionPlace& place = Places()[i];
-        Code()[place.word].cell = Variables()[place.variable].cell;
+        const KTExpressionPlace& place = details->Places()[i];
+        Code()[place.word].cell = details->Variables()[place.variable].cell;
     }
 }
 
@@ -99,17 +99,17 @@ int KTExpressionProgram::EvaluateCarefully(double& value)
 int KTExpressionProgram::Compute(double& value)
 {
     double* top = Scratch();  // the first free place
-    for (const KTExpressionItem* item = Items();;)
+    for (const KTExpressionItem* item = details->Items();;)
     {
         int code = KTPolaca::success;
         int advance = 1;
         switch (item->op)
         {
             case KTExpressionItemOp::number:
-                code = Checked(Numbers()[item->operand], *top++);
+                code = Checked(details->Numbers()[item->operand], *top++);
                 break;
             case KTExpressionItemOp::variable:
-                code = Read(Variables()[item->operand], *top++);
+                code = Read(details->Variables()[item->operand], *top++);
                 break;
             case KTExpressionItemOp::apply:
                 if (item->operand == 2) --top;

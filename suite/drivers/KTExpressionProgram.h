@@ -67,9 +67,39 @@ struct KTExpressionPlace
     std::uint32_t variable;
 };
 
-/// The head of the one block that holds everything an evaluation needs, in the order in which it is needed:
+/// What an evaluation rarely needs: the head of a block that goes on with
 ///
-///     head | quick code | scratch numbers | variables | numbers | careful code | places | names
+///     variables | numbers | careful code | places | names
+struct alignas(8) KTExpressionDetails
+{
+    std::uint32_t bytes;         // of this block
+    std::uint32_t programBytes;  // of the block of the program
+    std::uint16_t variableCount;
+    std::uint16_t placeCount;
+    std::uint16_t numbers;  // where the parts behind the variables begin, from the head, in units of 8 bytes
+    std::uint16_t items;
+    std::uint16_t places;
+    std::uint16_t names;
+
+    KTExpressionVariable* Variables() { return reinterpret_cast<KTExpressionVariable*>(this + 1); }
+    double* Numbers() { return Part<double>(numbers); }
+    KTExpressionItem* Items() { return Part<KTExpressionItem>(items); }
+    KTExpressionPlace* Places() { return Part<KTExpressionPlace>(places); }
+    wchar_t* Names() { return Part<wchar_t>(names); }
+
+private:
+    template <class T>
+    T* Part(std::size_t units)
+    {
+        return reinterpret_cast<T*>(reinterpret_cast<std::uint64_t*>(this) + units);
+    }
+};
+
+static_assert(std::is_trivially_copyable_v<KTExpressionDetails>);
+
+/// The head of the block that holds what every evaluation needs, in the order in which it is needed:
+///
+///     head | quick code | scratch numbers
 ///
 /// There are two codes for one expression. The careful code goes from left to right, reads each variable when its turn
 /// comes and stops at the first failure: it says what an expression means. The quick code assumes that all goes well. It
@@ -79,22 +109,15 @@ struct KTExpressionPlace
 ///
 /// Errors:  the results of Evaluate are those of KTPolaca::Evaluate.
 /// Threads: one at a time; the registry and the values may change meanwhile.
-/// Memory:  plain bytes throughout, so a copy of the block is a copy of the program, and bound as it was.
+/// Memory:  plain bytes throughout, so a copy of both blocks is a copy of the program, and bound as it was.
 struct KTExpressionProgram
 {
     const std::atomic<std::uint32_t>* registry;  // KTDriver::Generation()
     std::uint32_t generation;                    // of the registry when the variables were looked up; 0 means never
-    std::uint16_t kind;                          // 1 logical, 0 numeric
-    std::uint16_t onlyName;                      // 1: one name in brackets and nothing else
-    std::uint32_t bytes;                         // of the whole block
-    std::uint16_t variableCount;
-    std::uint16_t placeCount;
-    std::uint16_t scratch;  // where the parts begin, from the head, in units of 8 bytes
-    std::uint16_t variables;
-    std::uint16_t numbers;
-    std::uint16_t items;
-    std::uint16_t places;
-    std::uint16_t names;
+    std::uint8_t kind;                           // 1 logical, 0 numeric
+    std::uint8_t onlyName;                       // 1: one name in brackets and nothing else
+    std::uint16_t scratch;                       // where the scratch numbers begin, from the head, in units of 8 bytes
+    KTExpressionDetails* details;                // not owned
 
     int Evaluate(double& value)
     {
@@ -107,20 +130,9 @@ struct KTExpressionProgram
     int EvaluateCarefully(double& value);
 
     KTExpressionWord* Code() { return reinterpret_cast<KTExpressionWord*>(this + 1); }
-    double* Scratch() { return Part<double>(scratch); }
-    KTExpressionVariable* Variables() { return Part<KTExpressionVariable>(variables); }
-    double* Numbers() { return Part<double>(numbers); }
-    KTExpressionItem* Items() { return Part<KTExpressionItem>(items); }
-    KTExpressionPlace* Places() { return Part<KTExpressionPlace>(places); }
-    wchar_t* Names() { return Part<wchar_t>(names); }
+    double* Scratch() { return reinterpret_cast<double*>(reinterpret_cast<std::uint64_t*>(this) + scratch); }
 
 private:
-    template <class T>
-    T* Part(std::size_t units)
-    {
-        return reinterpret_cast<T*>(reinterpret_cast<std::uint64_t*>(this) + units);
-    }
-
     int Run(double& value)
     {
         const KTExpressionWord* const code = Code();
@@ -134,4 +146,4 @@ private:
     int Read(KTExpressionVariable& variable, double& value);
 };
 
-static_assert(std::is_trivially_copyable_v<KTExpressionProgram> && sizeof(KTExpressionProgram) == 40);
+static_assert(std::is_trivially_copyable_v<KTExpressionProgram> && sizeof(KTExpressionProgram) == 24);

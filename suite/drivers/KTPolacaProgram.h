@@ -1,4 +1,4 @@
-// The block of memory of a compiled expression.
+// The blocks of memory of a compiled expression.
 #pragma once
 
 #include <cstring>
@@ -8,34 +8,41 @@
 #include "host/KTEvaluator.h"
 #include "suite/drivers/KTExpressionCompiler.h"
 #include "suite/drivers/KTExpressionProgram.h"
+#include "suite/tools/KTSlabs.h"
 
-/// The head of the block; what follows it is told at KTExpressionProgram.
+/// The head of the block that every evaluation reads; what follows it is told at KTExpressionProgram.
 ///
-/// Memory: allocated with the bytes behind it, on a cache line of its own, so that the usual condition with its code is
-///         one line to fetch.
+/// Memory: allocated with the bytes behind it, next to the expression that was compiled before, since a scan evaluates
+///         them in that order. Owns the details, which lie apart so that no scan has to step over them.
 struct KTPolaca::Program final : KTExpressionProgram
 {
     static std::unique_ptr<Program> Make(const KTExpressionCompiler& compiler)
     {
-        auto made = Allocate(compiler.Bytes());
-        compiler.WriteTo(*made);
+        auto made = Allocate(compiler.ProgramBytes(), compiler.DetailsBytes());
+        compiler.WriteTo(*made, *made->details);
         return made;
     }
 
     [[nodiscard]] std::unique_ptr<Program> Clone() const
     {
-        auto made = Allocate(bytes);
-        std::memcpy(static_cast<void*>(made.get()), this, bytes);
+        auto made = Allocate(details->programBytes, details->bytes);
+        KTExpressionDetails* const own = made->details;
+        std::memcpy(static_cast<void*>(made.get()), this, details->programBytes);
+        made->details = own;
+        std::memcpy(static_cast<void*>(own), details, details->bytes);
         return made;
     }
 
-    static void operator delete(void* block) noexcept { ::operator delete(block, line); }
+    ~Program() { ::operator delete(details); }
+    static void operator delete(void* block) noexcept { KTSlabs::Free(block); }
 
 private:
-    static constexpr std::align_val_t line{64};
+    Program() { details = nullptr; }
 
-    static std::unique_ptr<Program> Allocate(std::size_t size)
+    static std::unique_ptr<Program> Allocate(std::size_t programBytes, std::size_t detailsBytes)
     {
-        return std::unique_ptr<Program>(::new (::operator new(size, line)) Program);
+        std::unique_ptr<Program> made(::new (KTSlabs::Allocate(programBytes)) Program);
+        made->details = ::new (::operator new(detailsBytes)) KTExpressionDetails;
+        return made;
     }
 };
