@@ -10,6 +10,7 @@
 
 #include "host/KTDriver.h"
 #include "host/KTText.h"
+#include "suite/tools/KTIsoTime.h"
 
 namespace
 {
@@ -25,10 +26,7 @@ std::string Utf8(const KTWideString& text)
 Json TimeJson(const KTDateTime& time)
 {
     if (!time.Valid()) return nullptr;
-    char text[40];
-    (void)std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02dZ", time.Year(), time.Month(), time.Day(),
-                        time.Hour(), time.Minute(), time.Second());
-    return text;
+    return kt::IsoTime(time);
 }
 
 Json ValueJson(KTDriver& driver, int id)
