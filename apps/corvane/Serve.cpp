@@ -17,6 +17,15 @@
 
 namespace
 {
+// Under nohup a closed terminal is nothing to end for; a blocked signal would be told all the same.
+bool IsIgnored(int signal)
+{
+    struct sigaction current
+    {
+    };
+    return sigaction(signal, nullptr, &current) == 0 && current.sa_handler == SIG_IGN;
+}
+
 // The signals that end the server. Blocked before any thread is made, so that only the wait below takes them.
 sigset_t BlockEndingSignals()
 {
@@ -25,6 +34,7 @@ sigset_t BlockEndingSignals()
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
+    if (!IsIgnored(SIGHUP)) sigaddset(&signals, SIGHUP);  // the terminal was closed
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     return signals;
 }

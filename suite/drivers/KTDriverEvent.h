@@ -13,7 +13,8 @@
 ///
 /// Units:   seconds, with milliseconds behind the point, by the tick counter; a change of the wall clock doesn't matter.
 /// Threads: one thread at a time calls Activated and Deactivated, as an event's mutex makes them; Acknowledged and all
-///          reading come from any thread and take no lock. TACT and CTIM are computed when they are read.
+///          reading come from any thread and take no lock. TACT and CTIM are computed when they are read, each from a word
+///          of its own: between the two stores of a change one of them tells of it already and the other not yet.
 class KTDriverEvent final : public KTDriverBase
 {
 public:

@@ -236,14 +236,23 @@ class End(unittest.TestCase):
         self.assertEqual(0, code, server.messages())
         self.assertLess(seconds, ENDS_WITHIN)
 
-    def test_comes_with_either_signal(self):
-        for how in (signal.SIGTERM, signal.SIGINT):
+    def test_comes_with_each_ending_signal(self):
+        for how in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
             with self.subTest(how):
                 server = Installation(self, memory_device("M", "V"), events_document(event("E", "[M.V] > 0"))).serve()
                 server.put("M.V", 1)
                 wait_for(lambda: server.active("E"), "the event")
                 self.ends(server, how)
                 self.assertIn("stopping", server.messages())
+
+    def test_comes_not_with_the_terminal_that_the_caller_has_left(self):
+        before = signal.signal(signal.SIGHUP, signal.SIG_IGN)
+        self.addCleanup(signal.signal, signal.SIGHUP, before)
+        server = Installation(self, memory_device("M", "V"), events_document(event("E", "[M.V] > 0"))).serve()
+        server.process.send_signal(signal.SIGHUP)
+        server.put("M.V", 1)
+        wait_for(lambda: server.active("E"), "the event")
+        self.ends(server, signal.SIGTERM)
 
     def test_comes_while_no_meter_answers(self):
         hanging = HangingMeters(self)
