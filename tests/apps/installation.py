@@ -143,11 +143,11 @@ class Answer:
 class Server:
     """`corvane serve`, and the questions that the tests ask it."""
 
-    def __init__(self, installation, options=("--port", "0"), environment=None, directory=None):
+    def __init__(self, installation, options=("--port", "0"), environment=None, directory=None, launcher=()):
         self.errors = installation.folder / f"stderr-{uuid.uuid4()}"
         with open(self.errors, "wb") as errors:
             self.process = subprocess.Popen(
-                [PROGRAM, "serve", "--setup", str(installation.setup), *options],
+                [*launcher, PROGRAM, "serve", "--setup", str(installation.setup), *options],
                 stdin=subprocess.DEVNULL,
                 stdout=subprocess.PIPE,
                 stderr=errors,

@@ -246,9 +246,8 @@ class End(unittest.TestCase):
                 self.assertIn("stopping", server.messages())
 
     def test_comes_not_with_the_terminal_that_the_caller_has_left(self):
-        before = signal.signal(signal.SIGHUP, signal.SIG_IGN)
-        self.addCleanup(signal.signal, signal.SIGHUP, before)
-        server = Installation(self, memory_device("M", "V"), events_document(event("E", "[M.V] > 0"))).serve()
+        installation = Installation(self, memory_device("M", "V"), events_document(event("E", "[M.V] > 0")))
+        server = installation.serve(launcher=("nohup",))
         server.process.send_signal(signal.SIGHUP)
         server.put("M.V", 1)
         wait_for(lambda: server.active("E"), "the event")
