@@ -89,6 +89,14 @@ public:
     /// is in the index already stays. They are good until the event's next scan.
     void IndexOccurrences(OccurrenceIndex& index);
 
+    static constexpr int pathSize = 260;  // characters of a path of the log, terminator included
+
+    /// The path of the event's log file for the month of `date`, which is UTC, into a buffer of pathSize characters: the
+    /// records, or the annotations for kind 1. Characters of the event's name that would leave the directory become `_`.
+    /// The empty text where the path doesn't fit, where its last component has more than 255 bytes of UTF-8, and for an
+    /// invalid date.
+    void EventFileName(wchar_t* path, const KTDateTime& date, int kind) const;
+
     /// Writes the event's element when it is active; always true. Needs KTEventServer's work mutex.
     bool ProcessHttpServiceEventsActived(KTHttpResponse& response);
     /// Writes an element for each occurrence when the event notifies. False when the mutex can't be taken.
@@ -128,7 +136,9 @@ protected:
     /// Sets the bit of a status (1, 2 or 4), dates it, records it and publishes it. False when it is set already, when the
     /// occurrence wasn't activated before it is deactivated or acknowledged, or for any other status.
     bool SetEventStatus(tagSEventRT* occurrence, int status) KT_REQUIRES(mutex);
-    /// Writes the record of a state change; true when it stands on the disk.
+    /// Writes the record of a state change; true when it stands on the disk. False, with nothing written, for an event that
+    /// isn't to be recorded; false also for a record older than the file's last one and where the disk refuses. A file
+    /// whose header is damaged begins anew.
     bool SaveEvent(tagSEventRT* occurrence, int status);
     void PublishStatus(const tagSEventRT& occurrence, int status) const;
     bool ProcessHttpServiceEventsNotified(tagSEventRT* occurrence, KTHttpResponse& response) KT_REQUIRES(mutex);
