@@ -42,6 +42,8 @@ std::vector<KTWideString> StateTexts()
     KTLoadString(608, texts[1]);
     return texts;
 }
+
+double SecondsOf(std::int64_t milliseconds) { return static_cast<double>(milliseconds) / 1000.0; }
 }  // namespace
 
 KTDriverEvent::KTDriverEvent(const wchar_t* eventName, const wchar_t* eventDescription)
@@ -111,7 +113,7 @@ double KTDriverEvent::ActiveSeconds()
         const std::int64_t start = activeSince.load(std::memory_order_acquire);
         if (start == notActive) return 0.0;
         const auto now = static_cast<std::int64_t>(ticks.Now());
-        if (activeSince.load(std::memory_order_acquire) == start) return static_cast<double>(now - start) / 1000.0;
+        if (activeSince.load(std::memory_order_acquire) == start) return SecondsOf(now - start);
     }
 }
 
@@ -120,8 +122,8 @@ double KTDriverEvent::TotalSeconds()
     for (;;)
     {
         const std::int64_t word = total.load(std::memory_order_acquire);
-        if (word % 2 == 0) return static_cast<double>(word / 2) / 1000.0;
+        if (word % 2 == 0) return SecondsOf(word / 2);
         const auto now = static_cast<std::int64_t>(ticks.Now());
-        if (total.load(std::memory_order_acquire) == word) return static_cast<double>(now - word / 2) / 1000.0;
+        if (total.load(std::memory_order_acquire) == word) return SecondsOf(now - word / 2);
     }
 }

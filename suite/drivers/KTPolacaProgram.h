@@ -23,12 +23,13 @@ struct KTPolaca::Program final : KTExpressionProgram
         return made;
     }
 
-    [[nodiscard]] std::unique_ptr<Program> Clone() const
+    [[nodiscard]] std::unique_ptr<Program> Clone()
     {
         auto made = Allocate(details->programBytes, details->bytes);
         KTExpressionDetails* const own = made->details;
-        std::memcpy(static_cast<void*>(made.get()), this, details->programBytes);
+        static_cast<KTExpressionProgram&>(*made) = *this;
         made->details = own;
+        std::memcpy(made->Code(), Code(), details->programBytes - sizeof(KTExpressionProgram));
         std::memcpy(static_cast<void*>(own), details, details->bytes);
         return made;
     }
