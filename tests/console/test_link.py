@@ -103,7 +103,8 @@ class SlowServer(LinkCase):
         time.sleep(5)
         rounds = self.server.requests.count("/services/events/actived.xml")
         self.assertIn(rounds, (3, 4, 5))
-        self.assertEqual(rounds, self.server.requests.count("/services/events/notified.xml"))
+        # A round may be on its way at either end of the five seconds.
+        self.assertIn(self.server.requests.count("/services/events/notified.xml") - rounds, (-1, 0, 1))
 
 
 class BrokenReplies(LinkCase):

@@ -223,6 +223,7 @@ TEST_F(KTEventServerTest, AScanTakesTheTimeOnceAndYieldsBehindEachEvent)
         if (milliseconds == 0 && std::this_thread::get_id() != test)
             clock->SetUtc(Date(2024, 3, 10, 8, static_cast<int>(trace.size())));
     };
+    const StopAtEnd stop(*this);
     Start();
     watching = false;
     EXPECT_EQ(trace, (Strings{"time", "A", "sleep 0", "b", "sleep 0", "c", "sleep 0", "sleep 1000"}));
@@ -248,6 +249,7 @@ TEST_F(KTEventServerTest, TheScanHoldsTheWorkMutexAndThePauseDoesNot)
         if (std::this_thread::get_id() == test) return;
         (milliseconds == 0 ? behindEvent : duringPause) = server.ActiveEventsCount();
     };
+    const StopAtEnd stop(*this);
     Start();
     EXPECT_EQ(duringEvent, -1) << "the same thread can't take it twice";
     EXPECT_EQ(behindEvent, -1);
@@ -269,6 +271,7 @@ TEST_F(KTEventServerTest, AnEventThatCannotBeLockedIsLeftToTheNextScan)
                                                    trace.emplace_back("c");
                                                    if (std::exchange(lock, false)) b->mutex.Unlock();
                                                }));
+    const StopAtEnd stop(*this);
     Start();
     EXPECT_EQ(trace, Strings{"c"});
     NextScan();

@@ -72,6 +72,17 @@ protected:
             clock->Advance(std::chrono::milliseconds(100));
     }
 
+    /// For tests whose own variables the scan reaches: declared behind them, it ends the scan while they are still there.
+    class StopAtEnd
+    {
+    public:
+        explicit StopAtEnd(ServerFixture& itsFixture) : fixture(itsFixture) {}
+        ~StopAtEnd() { fixture.Stop(); }
+
+    private:
+        ServerFixture& fixture;
+    };
+
     [[nodiscard]] std::uint64_t Scans() const { return server.ScanFigures().scans; }
     [[nodiscard]] static std::vector<std::string> Names()
     {
