@@ -2,6 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
+
+#include "host/KTGuid.h"
 
 namespace kt
 {
@@ -22,5 +25,24 @@ inline void Put32(std::uint8_t* out, std::uint32_t value)
 {
     Put16(out, value >> 16);
     Put16(out + 2, value);
+}
+
+// Three numbers, and eight bytes in their order.
+inline GUID GetGuid(const std::uint8_t* in)
+{
+    GUID guid;
+    guid.Data1 = Get32(in);
+    guid.Data2 = Get16(in + 4);
+    guid.Data3 = Get16(in + 6);
+    std::memcpy(guid.Data4, in + 8, sizeof guid.Data4);
+    return guid;
+}
+
+inline void PutGuid(std::uint8_t* out, const GUID& guid)
+{
+    Put32(out, guid.Data1);
+    Put16(out + 4, guid.Data2);
+    Put16(out + 6, guid.Data3);
+    std::memcpy(out + 8, guid.Data4, sizeof guid.Data4);
 }
 }  // namespace kt

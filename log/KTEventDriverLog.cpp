@@ -1,35 +1,14 @@
 // The recording of an event's state changes.
 
+#include <algorithm>
+
 #include "engine/KTEventDriver.h"
-#include "host/KTCorvaneSetup.h"
-#include "host/KTText.h"
 #include "log/KTEventFile.h"
+#include "log/KTEventPath.h"
 
 namespace
 {
 constexpr int annotationKind = 1;
-constexpr int largestFileName = 255;  // bytes; what file systems take
-constexpr int largestUnit = 4;        // bytes of UTF-8 that one element of wide text may need
-
-// The name as a part of a file's name: it can't lead into another directory.
-KTWideString Harmless(const KTWideString& name)
-{
-    KTWideString harmless;
-    for (const wchar_t* c = name.Str(); *c != L'\0'; ++c)
-    {
-        const bool bad = *c == L'/' || *c == L'\\' || (*c >= 0 && *c < 0x20);
-        harmless += bad ? L'_' : *c;
-    }
-    return harmless;
-}
-
-bool FileNameFits(const wchar_t* fileName)
-{
-    if (KTWideChar::Length(fileName) * largestUnit <= largestFileName) return true;
-    KTNarrowString narrow;
-    Utf16ToUtf8(narrow, KTWideString(fileName, false));
-    return narrow.Length() <= largestFileName;
-}
 
 const KTDateTime* DateOf(const KTEventDriver::tagSEventRT& occurrence, int status)
 {
@@ -57,15 +36,13 @@ bool OpenOrCreate(KTEventFile& file, const wchar_t* path)
 
 void KTEventDriver::EventFileName(wchar_t* path, const KTDateTime& date, int kind) const
 {
+    static_assert(pathSize == kt::longestPath);
     path[0] = L'\0';
     if (!date.Valid()) return;
-    const KTWideString& root = KTCorvaneSetup::Get().DataPath();
-    constexpr int others = 20;  // "2024/03/" and " 03-2024.suc"
-    if (root.Length() + name.Length() + others >= pathSize) return;
-    const KTWideString fileName = Harmless(name);
-    KTFormat(path, pathSize, L"%s%04d/%02d/%s %02d-%04d.%s", root.Str(), date.Year(), date.Month(), fileName.Str(),
-             date.Month(), date.Year(), kind == annotationKind ? L"dat" : L"suc");
-    if (!FileNameFits(path + root.Length() + 8)) path[0] = L'\0';
+    KTWideString fileName = kt::EventFileTitle(name, date.Year(), date.Month());
+    fileName += kind == annotationKind ? L".dat" : L".suc";
+    const KTWideString whole = kt::EventFilePath(fileName, date.Year(), date.Month());
+    std::copy_n(whole.Str(), whole.Length() + 1, path);
 }
 
 bool KTEventDriver::SaveEvent(tagSEventRT* occurrence, int status)

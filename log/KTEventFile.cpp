@@ -125,6 +125,7 @@ void KTEventFile::CopyFrom(const KTEventFile& other)
     endTime = other.endTime;
     records = other.records;
     recordCount = other.recordCount;
+    tailSize = other.tailSize;
     currentRecord = other.currentRecord;
     firstValid = other.firstValid;
     lastValid = other.lastValid;
@@ -135,6 +136,8 @@ void KTEventFile::CopyFrom(const KTEventFile& other)
     annotation.window.Forget();
     buffer = other.buffer;
     readOnly = other.readOnly;
+    headerSound = other.headerSound;
+    commitsDeferred = other.commitsDeferred;
     dirty = other.dirty;
     flag = other.flag;
     baseYear = other.baseYear;
@@ -193,16 +196,35 @@ void KTEventFile::Flush()
     reopen(records, path);
 }
 
+bool KTEventFile::Commit()
+{
+    if (readOnly || !IsOpen()) return false;
+    KTFiles& files = KTFiles::Get();
+    // The texts first, as they were written: no record on the disk points at a text that isn't.
+    const bool texts = annotation.file == nullptr || files.Commit(annotation.file->handle);
+    return files.Commit(records->handle) && texts;
+}
+
+bool KTEventFile::OpenDamaged(const wchar_t* itsPath)
+{
+    toleratesHeader = true;
+    const bool opened = Open(itsPath, true);
+    toleratesHeader = false;
+    return opened;
+}
+
 bool KTEventFile::Setup()
 {
     currentRecord = -1;
     dirty = false;
     window.Forget();
     annotation.window.Forget();
+    commitsDeferred = false;
     if (!ReadHeader()) return false;
     const std::int64_t length = KTFiles::Get().Length(records->handle);
     if (length < headerSize) return false;
     recordCount = static_cast<int>(std::min<std::int64_t>((length - headerSize) / recordSize, INT_MAX));
+    tailSize = static_cast<int>((length - headerSize) % recordSize);
     buffer.fill(0);
     FindEnds();
     return true;
@@ -215,7 +237,8 @@ bool KTEventFile::ReadHeader()
     const auto* const text = reinterpret_cast<const char*>(header.data());
     version.Assign(text, static_cast<int>(std::find(text, text + versionLength, '\0') - text));
     baseYear = FullYear(kt::Get16(header.data() + yearAt));
-    return Sealed(header.data(), header.size());
+    headerSound = Sealed(header.data(), header.size());
+    return headerSound || toleratesHeader;
 }
 
 // Bad records at either end are passed over: a crash may have left them.
@@ -292,8 +315,8 @@ bool KTEventFile::WriteRecord()
     if (currentRecord < 0) return false;
     window.Forget();
     KTFiles& files = KTFiles::Get();
-    return files.WriteAt(records->handle, Offset(currentRecord), buffer.data(), buffer.size()) == recordSize &&
-           files.Commit(records->handle);
+    if (files.WriteAt(records->handle, Offset(currentRecord), buffer.data(), buffer.size()) != recordSize) return false;
+    return commitsDeferred || files.Commit(records->handle);
 }
 
 // The text goes out before the record that points at it, and isn't committed: a record without its text is better than no
@@ -395,24 +418,11 @@ int KTEventFile::SearchByTime(const KTDateTime& time, int direction)
     return -1;
 }
 
-_GUID KTEventFile::EventId() const
-{
-    const std::uint8_t* const in = buffer.data() + idAt;
-    _GUID id;
-    id.Data1 = kt::Get32(in);
-    id.Data2 = kt::Get16(in + 4);
-    id.Data3 = kt::Get16(in + 6);
-    std::memcpy(id.Data4, in + 8, sizeof id.Data4);
-    return id;
-}
+_GUID KTEventFile::EventId() const { return kt::GetGuid(buffer.data() + idAt); }
 
 void KTEventFile::SetEventId(const _GUID& id)
 {
-    std::uint8_t* const out = buffer.data() + idAt;
-    kt::Put32(out, id.Data1);
-    kt::Put16(out + 4, id.Data2);
-    kt::Put16(out + 6, id.Data3);
-    std::memcpy(out + 8, id.Data4, sizeof id.Data4);
+    kt::PutGuid(buffer.data() + idAt, id);
     dirty = true;
 }
 

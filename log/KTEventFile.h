@@ -62,6 +62,13 @@ public:
     bool Open(const wchar_t* path, bool readOnly);
     void Close();
 
+    /// Opens read-only, whatever the header's checksum says, for those who look at damage. False for a missing file and for
+    /// one without a whole header.
+    bool OpenDamaged(const wchar_t* path);
+    [[nodiscard]] bool HeaderIsSound() const { return headerSound; }
+    /// Bytes behind the last whole record at Open.
+    [[nodiscard]] int TailSize() const { return tailSize; }
+
     /// Forces what was written to the disk: commits, closes and opens again both files, unless they are read-only.
     void Flush();
 
@@ -88,6 +95,12 @@ public:
     /// to do where nothing changed. Refuses a record older than the last one was at Open: history only grows forward.
     bool Update();
 
+    /// Until the next Open, Update leaves the commit to Commit: for a writer of many records, none of which counts before
+    /// all of them stand on the disk.
+    void DeferCommits() { commitsDeferred = true; }
+    /// Commits both files; when this is true all that was written stands on the disk.
+    [[nodiscard]] bool Commit();
+
     /// A record of date T or next to it. Direction 1 gives the first valid record for a T before the file, direction 2 the
     /// last valid one for a T after it; otherwise those are -1. For a T between two records both give the later one; of
     /// several with date T it may be any.
@@ -109,6 +122,9 @@ public:
     /// The text that the record points at, XML-escaped as it was written; empty where there is none or it can't be read.
     void EventAnnotation(KTNarrowString& text);
     void SetEventAnnotation(const KTNarrowString& text);
+
+    /// The text at a place of the side file. False, with `text` unchanged, where none can be read.
+    bool ReadAnnotation(std::uint32_t offset, KTNarrowString& text);
 
     /// Where in the side file the record's annotation lies; 0 for none.
     [[nodiscard]] std::uint32_t AnnotationOffset() const;
@@ -134,7 +150,6 @@ private:
     std::uint32_t WriteAnnotation();
     bool OpenSideFile();
     bool CreateSideFile();
-    bool ReadAnnotation(std::uint32_t offset, KTNarrowString& text);
     [[nodiscard]] KTWideString SidePath() const;
     [[nodiscard]] double OleDate(int index);
     [[nodiscard]] static std::int64_t Offset(int index) { return headerSize + std::int64_t{recordSize} * index; }
@@ -145,12 +160,16 @@ private:
     KTDateTime endTime;      // of the last valid record at Open
     std::shared_ptr<const OpenFile> records;
     int recordCount = 0;
+    int tailSize = 0;
     int currentRecord = -1;
     int firstValid = -1;
     int lastValid = -1;
     Annotation annotation;
     std::array<std::uint8_t, recordSize> buffer{};  // the current record in file form
     bool readOnly = false;
+    bool toleratesHeader = false;  // while OpenDamaged opens
+    bool headerSound = false;      // of the file that was opened last
+    bool commitsDeferred = false;
     bool dirty = false;
     bool flag;
     int baseYear = 2000;
