@@ -17,6 +17,7 @@
 
 class KTEvaluator;
 class KTEventDriverGroup;
+class KTEventLoggerData;
 class KTHttpResponse;
 class KTTimeTable;
 
@@ -102,6 +103,11 @@ public:
     /// Writes an element for each occurrence when the event notifies. False when the mutex can't be taken.
     bool ProcessHttpServiceEventsNotified(KTHttpResponse& response);
 
+    /// Adds this event's occurrences that began at or after `begin` and before `end`, UTC, to `data`, with what completed
+    /// them until the end of the month after `end`'s. With `searchBefore` it adds first the occurrence that was open at
+    /// `begin`. False when no file of the period could be opened. Takes no lock: the log may be written meanwhile.
+    bool Load(KTEventLoggerData& data, const KTDateTime& begin, const KTDateTime& end, bool searchBefore);
+
     /// Whole seconds since the activation; 0 while inactive.
     [[nodiscard]] int ActivedSeconds() const;
     [[nodiscard]] bool IsEnabled() const { return actived; }
@@ -140,6 +146,13 @@ protected:
     /// isn't to be recorded; false also for a record older than the file's last one and where the disk refuses. A file
     /// whose header is damaged begins anew.
     bool SaveEvent(tagSEventRT* occurrence, int status);
+    /// One month of Load; false when the file can't be opened.
+    bool Load(KTEventLoggerData& data, const KTDateTime& begin, const KTDateTime& end, const wchar_t* path);
+    /// Completes rows by the records of one file from `from` on, and takes the rows that are complete then out of `pending`,
+    /// until that is empty. False when the file can't be opened.
+    bool LoadIncomplete(KTEventLoggerData& data, const KTDateTime& from, const wchar_t* path, std::list<GUID>& pending);
+    /// Adds the occurrence that was open at `begin`, if the month of `begin` or the one before tells of it; always true.
+    bool SearchActivationBeforePeriod(KTEventLoggerData& data, const KTDateTime& begin);
     void PublishStatus(const tagSEventRT& occurrence, int status) const;
     bool ProcessHttpServiceEventsNotified(tagSEventRT* occurrence, KTHttpResponse& response) KT_REQUIRES(mutex);
 
