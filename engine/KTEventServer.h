@@ -7,6 +7,7 @@
 
 #include "engine/KTEventSystem.h"
 #include "engine/KTWorkMutex.h"
+#include "host/KTDateTime.h"
 #include "host/KTThread.h"
 #include "host/XmlDocument.h"
 
@@ -73,6 +74,10 @@ public:
     /// The active events, and the occurrences of notifying events, as documents. The result is that of the response's end.
     bool ProcessHttpServiceEventsActived(KTHttpRequest& request, KTHttpResponse& response);
     bool ProcessHttpServiceEventsNotified(KTHttpRequest& request, KTHttpResponse& response);
+
+    /// The occurrences that began at or after `begin` and before `end`, UTC, as a document. Doesn't hold up the scan.
+    bool ProcessHttpServiceEventsLogger(KTHttpRequest& request, KTHttpResponse& response, const KTDateTime& begin,
+                                        const KTDateTime& end);
 
     /// Acknowledges each occurrence that the document names; unknown ones are passed over. `body` is NUL-terminated UTF-8.
     /// False when the service isn't admitted or the document isn't an acknowledgement.
