@@ -1,5 +1,6 @@
 #include <spdlog/spdlog.h>
 
+#include <chrono>
 #include <csignal>
 #include <optional>
 #include <ostream>
@@ -50,13 +51,26 @@ bool ScanIsAlive(const KTEventServer& server, std::uint32_t started)
     return server.IsRunning() && GetTickCount() - since < patience + 2 * figures.lastDuration;
 }
 
-KTHttpServices ServicesOf(KTEventServer& server, const corvane::ServerFigures& figures)
+double SecondsSince(std::chrono::steady_clock::time_point begin)
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
+
+KTHttpServices ServicesOf(KTEventServer& server, corvane::ServerFigures& figures)
 {
     KTHttpServices services;
     services.actived = [&server](KTHttpRequest& request, KTHttpResponse& response)
     { return server.ProcessHttpServiceEventsActived(request, response); };
     services.notified = [&server](KTHttpRequest& request, KTHttpResponse& response)
     { return server.ProcessHttpServiceEventsNotified(request, response); };
+    services.logger = [&server, &figures](KTHttpRequest& request, KTHttpResponse& response, const KTDateTime& begin,
+                                          const KTDateTime& end)
+    {
+        const auto began = std::chrono::steady_clock::now();
+        const bool result = server.ProcessHttpServiceEventsLogger(request, response, begin, end);
+        figures.logQueries.Observe(SecondsSince(began));
+        return result;
+    };
     services.acknowledge = [&server](KTHttpRequest& request, const unsigned char* body)
     { return server.ProcessHttpServiceAck(request, body); };
     services.eventsList = [list = corvane::EventListJson()] { return list; };

@@ -6,6 +6,7 @@
 #include "host/XmlDocument.h"
 #include "suite/http/KTHttpFiles.h"
 #include "suite/http/KTHttpInformation.h"
+#include "suite/http/KTHttpLogger.h"
 #include "suite/http/KTHttpSignIn.h"
 #include "suite/http/KTHttpVariables.h"
 #include "suite/http/KTMetricsText.h"
@@ -72,6 +73,8 @@ void AddEventRoutes(KTHttpRouter& router, const std::shared_ptr<const KTHttpServ
     };
     document("/services/events/actived.xml", &KTHttpServices::actived);
     document("/services/events/notified.xml", &KTHttpServices::notified);
+    router.Add({"GET", "/services/events/logger.xml", KTHttpAccess::viewer, 0,
+                [services](KTHttpCall& call, KTHttpAnswer& answer) { ServeLogger(*services, call, answer); }});
     router.Add({"POST", "/services/events/ack.xml", KTHttpAccess::operatorRole, acknowledgementLimit,
                 [services](KTHttpCall& call, KTHttpAnswer& answer) { Acknowledge(*services, call, answer); }});
     router.Add({"GET", "/services/events/list.json", KTHttpAccess::viewer, 0,

@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 
+#include "host/KTDateTime.h"
 #include "host/KTHttp.h"
 #include "suite/http/KTHttpCall.h"
 #include "suite/http/KTHttpServer.h"
@@ -18,6 +19,10 @@ struct KTHttpServices
 
     Document actived;
     Document notified;
+    /// The log of a period whose end is later than its begin; both are UTC.
+    std::function<bool(KTHttpRequest& request, KTHttpResponse& response, const KTDateTime& begin,
+                       const KTDateTime& end)>
+        logger;
     /// The body is a document with the root `eventsAck`, NUL-terminated. False when it wasn't admitted.
     std::function<bool(KTHttpRequest& request, const unsigned char* body)> acknowledge;
     std::function<std::string()> eventsList;  // JSON

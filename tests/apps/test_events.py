@@ -41,7 +41,12 @@ class Documents(EventsCase):
 
     def setUp(self):
         low = event(
-            self.NAME, "[TANK.LEVEL] < 10", description=self.DESCRIPTION, annotation=self.ANNOTATION, notify="T"
+            self.NAME,
+            "[TANK.LEVEL] < 10",
+            description=self.DESCRIPTION,
+            annotation=self.ANNOTATION,
+            notify="T",
+            record="T",
         )
         self.server = Installation(self, memory_device("TANK", "LEVEL"), events_document(low)).serve(
             environment={"TZ": "XYZ-11:30"}  # local time is far from UTC
@@ -113,6 +118,38 @@ class Documents(EventsCase):
         # Ended first, acknowledged then: gone at the next scan.
         self.assertEqual(204, self.server.acknowledge(ended["id"]).status)
         wait_for(lambda: [o["id"] for o in self.server.occurrences(self.NAME)] == [both[1]["id"]], "the end of the first")
+
+    def log(self, begin, end):
+        return self.server.get(f"/services/events/logger.xml?begin={begin}&end={end}").text
+
+    def test_tell_the_log_of_a_period_to_the_byte(self):
+        hour = datetime.timedelta(hours=1)
+        period = f"{now() - hour:%d%m%Y%H%M%S}", f"{now() + hour:%Y-%m-%dT%H:%M:%SZ}"
+        nothing = HEAD + "<loggerEvents></loggerEvents>"
+        self.assertEqual(nothing, self.log(*period))
+        self.server.put("TANK.LEVEL", 0)
+        waiting = wait_for(lambda: self.server.occurrences(self.NAME), "the occurrence")[0]
+        begun = re.escape(
+            f"{HEAD}<loggerEvents><record><id>{waiting['id']}</id><eventId>{guid_of(self.NAME)}</eventId>"
+            f"<annotation>{self.escaped(self.ANNOTATION)}</annotation><dateTime>"
+        ) + r"(\d{14})</dateTime>"
+        end = "</record></loggerEvents>"
+        found = re.fullmatch(begun + end, self.log(*period))
+        # A record has the nearest whole second, a reply the one that had begun.
+        self.assertIn((utc(found[1]) - utc(waiting["dateTime"])).total_seconds(), (0, 1))
+
+        self.assertEqual(204, self.server.acknowledge(waiting["id"]).status)
+        acknowledged = r"<ackDelay>\d+</ackDelay>"
+        self.assertRegex(self.log(*period), rf"\A{begun}{acknowledged}{end}\Z")
+        self.server.put("TANK.LEVEL", 50)
+        wait_for(lambda: "<disabledDelay>" in self.log(*period), "the end")
+        self.assertRegex(
+            self.log(*period), rf"\A{begun}{acknowledged}<disabledDelay>\d+</disabledDelay>{end}\Z"
+        )
+        self.assertEqual(nothing, self.log(f"{now() + hour:%d%m%Y%H%M%S}", f"{now() + 2 * hour:%d%m%Y%H%M%S}"))
+        self.assertGreaterEqual(
+            float(re.search(r"(?m)^corvane_log_query_duration_seconds_count (\S+)$", self.server.get("/metrics").text)[1]), 5
+        )
 
     def test_answer_head_requests_without_a_body(self):
         answer = self.server.ask("HEAD", "/services/events/actived.xml")

@@ -43,6 +43,8 @@ class Users(unittest.TestCase):
         for method, path, body, good, allowed in (
             ("GET", "/services/events/actived.xml", None, 200, ("vera", "olga", "emil")),
             ("GET", "/services/events/notified.xml", None, 200, ("vera", "olga", "emil")),
+            ("GET", "/services/events/logger.xml?begin=01012026000000&end=02012026000000", None, 200,
+             ("vera", "olga", "emil")),
             ("GET", "/services/events/list.json", None, 200, ("vera", "olga", "emil")),
             ("GET", "/services/variables.json", None, 200, ("vera", "olga", "emil")),
             ("POST", "/services/events/ack.xml", ack, 204, ("olga", "emil")),

@@ -40,6 +40,8 @@ TEST(KTHttpServices, AnswersEachRouteWithItsTypeAndContent)
     } rows[] = {
         {"/services/events/actived.xml", "text/xml; charset=utf-8", "<activedEvents/>"},
         {"/services/events/notified.xml", "text/xml; charset=utf-8", "<notifiedEvents/>"},
+        {"/services/events/logger.xml?begin=01032026000000&end=02032026000000", "text/xml; charset=utf-8",
+         "<loggerEvents/>"},
         {"/services/events/list.json", "application/json", R"([{"name":"Overload"}])"},
         {"/services/variables.json", "application/json", R"({"devices":[]})"},
         {"/services/scadas/information.xml", "text/xml; charset=utf-8",
@@ -177,6 +179,7 @@ TEST(KTHttpServices, GivesEachRoleItsRoutes)
         {"DELETE", "/session", "", 401, 204, 204, 204},
         {"GET", "/services/events/actived.xml", "", 401, 200, 200, 200},
         {"GET", "/services/events/notified.xml", "", 401, 200, 200, 200},
+        {"GET", "/services/events/logger.xml?begin=01032026000000&end=02032026000000", "", 401, 200, 200, 200},
         {"GET", "/services/events/list.json", "", 401, 200, 200, 200},
         {"GET", "/services/scadas/information.xml", "", 401, 200, 200, 200},
         {"GET", "/services/reports/information.xml", "", 401, 200, 200, 200},

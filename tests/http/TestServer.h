@@ -13,6 +13,7 @@
 
 #include "http/RawClient.h"
 #include "suite/http/KTHttpServices.h"
+#include "support/TestText.h"
 
 /// A directory that goes when the test ends.
 class ScratchDirectory
@@ -50,6 +51,13 @@ public:
         services.actived = [](KTHttpRequest&, KTHttpResponse& response) { return Write(response, "<activedEvents/>"); };
         services.notified = [](KTHttpRequest&, KTHttpResponse& response)
         { return Write(response, "<notifiedEvents/>"); };
+        services.logger =
+            [this](KTHttpRequest&, KTHttpResponse& response, const KTDateTime& begin, const KTDateTime& end)
+        {
+            const std::lock_guard guard(mutex);
+            period = Text(begin) + " to " + Text(end);
+            return Write(response, "<loggerEvents/>");
+        };
         services.acknowledge = [this](KTHttpRequest&, const unsigned char* body)
         {
             {
@@ -127,6 +135,7 @@ public:
     std::atomic<int> acknowledgements{0};
     std::mutex mutex;
     std::string acknowledged;  // the last body; guarded by mutex while requests run
+    std::string period;        // of the last question to the log; the same
     std::atomic<bool> healthy{true};
     std::unique_ptr<KTHttpServer> server;  // last: it stops before what it uses goes
 };
