@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 #include <exception>
 
 namespace
@@ -87,7 +86,7 @@ ssize_t ReadStream(void* context, std::uint64_t /*position*/, char* out, std::si
         return MHD_CONTENT_READER_END_WITH_ERROR;
     }
     const std::size_t part = std::min(count, sending.pending.size());
-    std::memcpy(out, sending.pending.data(), part);
+    std::copy_n(sending.pending.data(), part, out);
     sending.pending.erase(0, part);
     return static_cast<ssize_t>(part);
 }

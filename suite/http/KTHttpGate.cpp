@@ -93,6 +93,7 @@ std::string HostOf(std::string_view text)
 std::vector<std::string> HostsOf(const std::vector<std::string>& names)
 {
     std::vector<std::string> hosts;
+    hosts.reserve(names.size());
     for (const std::string& name : names) hosts.push_back(HostOf(name));
     return hosts;
 }

@@ -1,7 +1,6 @@
 #include "suite/http/KTHttpReply.h"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 KTHttpReply::KTHttpReply(KTHttpBudget* memory, std::string account, std::size_t limit)
@@ -82,7 +81,7 @@ std::size_t KTHttpReply::Copy(std::size_t position, char* out, std::size_t count
         const std::string& piece = pieces[position / pieceSize];
         const std::size_t start = position % pieceSize;
         const std::size_t part = std::min(count - copied, piece.size() - start);
-        std::memcpy(out + copied, piece.data() + start, part);
+        std::copy_n(piece.data() + start, part, out + copied);
         copied += part;
         position += part;
     }

@@ -32,7 +32,7 @@ std::string NewToken()
 
 std::string KTHttpSessions::Begin(const std::string& user, std::uint64_t now)
 {
-    const std::string token = NewToken();
+    std::string token = NewToken();
     const std::string digest = Digest(token);
     if (token.empty() || digest.empty()) return {};
     MakeRoom(user, now);
