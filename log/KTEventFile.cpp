@@ -158,6 +158,8 @@ bool KTEventFile::Open(const wchar_t* itsPath, bool itsReadOnly)
 {
     Close();
     readOnly = itsReadOnly;
+    headerSound = false;
+    tailSize = 0;
     records = OpenFile::At(itsPath, readOnly);
     if (records == nullptr) return false;
     if (!Setup())

@@ -80,6 +80,7 @@ void WriteEvent(const EventRecords& event, const KTDateTime& monthStart)
     if (driver == nullptr) return;
     wchar_t path[KTEventDriver::pathSize];
     driver->EventFileName(path, monthStart, recordFile);
+    if (path[0] == L'\0') return;  // a name that is too long for the disk
     KTEventFile file(true);
     if (!KTEventFile::Create(path, {format, baseYear}) || !file.Open(path, false)) return;
     WriteRecords(file, event.records);

@@ -73,6 +73,8 @@ TEST_F(EventFileDamage, AFileCutInItsHeaderDoesNotOpen)
     {
         std::filesystem::resize_file(name, size);
         EXPECT_FALSE(file.OpenDamaged(path.Str())) << size;
+        EXPECT_FALSE(file.HeaderIsSound()) << size;
+        EXPECT_EQ(file.TailSize(), 0) << size;
     }
     EXPECT_FALSE(file.OpenDamaged(Wide(name + ".none").Str()));
 }
