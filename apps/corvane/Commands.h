@@ -3,6 +3,9 @@
 
 #include <iosfwd>
 #include <string>
+#include <vector>
+
+#include "apps/corvane/Rows.h"
 
 namespace corvane
 {
@@ -21,7 +24,8 @@ struct Streams
     std::istream& in;
     std::ostream& out;
     std::ostream& err;
-    bool terminal = false;  // `in` is a terminal
+    bool terminal = false;       // `in` is a terminal
+    bool errorTerminal = false;  // `err` is one: progress can be shown
 };
 
 /// The whole program: parses the arguments and runs the subcommand.
@@ -34,6 +38,43 @@ struct ServeOptions
 };
 /// Runs until SIGINT or SIGTERM, then stops in order.
 int Serve(const ServeOptions& options, const Streams& streams);
+
+struct LogOptions
+{
+    std::string file;  // a single file; otherwise the log of the installation, by the others
+    std::string setup;
+    std::string begin;
+    std::string end;
+    std::vector<std::string> events;  // names, in the order wanted; none: all
+    bool before = false;              // also occurrences that were open at the beginning
+    bool totals = false;
+    RowFormat format = RowFormat::table;
+    bool asReply = false;  // as the logger service writes it, whatever `format` says
+};
+/// Shows the occurrences of a period, or every record of a file.
+int Log(const LogOptions& options, const Streams& streams);
+
+/// Every record of `options.file` as it stands, whatever bytes it holds.
+int LogFile(const LogOptions& options, const Streams& streams);
+
+struct MigrateOptions
+{
+    std::string setup;
+    bool dryRun = false;  // only counts
+    bool json = false;
+};
+/// Converts the old event log.
+int Migrate(const MigrateOptions& options, const Streams& streams);
+
+struct RenameOptions
+{
+    std::string setup;
+    std::string oldEvents;  // paths of documents
+    std::string newEvents;
+    bool json = false;
+};
+/// Lets the log files of an event follow it to its new name.
+int Rename(const RenameOptions& options, const Streams& streams);
 
 struct EvalOptions
 {

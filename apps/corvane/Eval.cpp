@@ -7,9 +7,9 @@
 #include "apps/corvane/Commands.h"
 #include "apps/corvane/EventDevices.h"
 #include "apps/corvane/Installation.h"
+#include "apps/corvane/Texts.h"
 #include "engine/KTEventServer.h"
 #include "host/KTEvaluator.h"
-#include "host/KTText.h"
 
 namespace
 {
@@ -24,9 +24,7 @@ struct Result
 
 Result Evaluate(const std::string& expression)
 {
-    KTWideString text;
-    Utf8ToUtf16(text, KTNarrowString(expression.c_str()));
-    KTEvaluator evaluator(text.Str());
+    KTEvaluator evaluator(corvane::Wide(expression).Str());
     Result result;
     const int analysis = evaluator.AnalizeExpression();
     if (analysis < 0) return result;
@@ -74,11 +72,7 @@ int corvane::Eval(const EvalOptions& options, const Streams& streams)
     server.LoadCfg();
     const EventDevices eventDevices;
     for (const KTDriverBase* silent : installation.devices.FirstAnswer(firstAnswerWait))
-    {
-        KTNarrowString name;
-        Utf16ToUtf8(name, silent->DeviceName());
-        streams.err << "corvane: device " << name.Str() << " doesn't answer\n";
-    }
+        streams.err << "corvane: device " << Utf8(silent->DeviceName()) << " doesn't answer\n";
     const Result result = Evaluate(options.expression);
     Print(result, options.json, streams.out);
     return result.code == KTPolaca::success ? done : foundSomething;

@@ -2,20 +2,15 @@
 
 #include <nlohmann/json.hpp>
 
+#include "apps/corvane/Texts.h"
 #include "engine/KTEventDriver.h"
 #include "engine/KTEventDriverGroup.h"
 #include "engine/KTEventSystem.h"
-#include "host/KTText.h"
 #include "timetable/KTTimeTable.h"
 
 namespace
 {
-std::string Utf8(const KTWideString& text)
-{
-    KTNarrowString narrow;
-    Utf16ToUtf8(narrow, text);
-    return {narrow.Str(), static_cast<std::size_t>(narrow.Length())};
-}
+using corvane::Utf8;
 
 nlohmann::ordered_json Describe(const KTEventDriver& event)
 {

@@ -7,9 +7,9 @@
 #include <initializer_list>
 #include <unordered_set>
 
+#include "apps/corvane/Texts.h"
 #include "engine/KTEventSystem.h"
 #include "host/KTEvaluator.h"
-#include "host/KTText.h"
 #include "suite/tools/XmlFault.h"
 
 namespace
@@ -18,15 +18,7 @@ using XmlNode = XmlDocument::XmlNode;
 
 constexpr int mostTold = 100;  // a document of thousands of bad events has one mistake, not thousands
 
-std::string OneLine(const KTWideString& text)
-{
-    KTNarrowString narrow;
-    Utf16ToUtf8(narrow, text);
-    std::string line(narrow.Str(), static_cast<std::size_t>(narrow.Length()));
-    for (char& c : line)
-        if (static_cast<unsigned char>(c) < ' ' || c == 0x7f) c = ' ';
-    return line;
-}
+std::string LineOf(const KTWideString& text) { return corvane::OneLine(corvane::Utf8(text)); }
 
 // Warnings up to a number, then how many more there were.
 class Warnings
@@ -56,13 +48,20 @@ bool IsEmpty(const XmlNode& root, std::initializer_list<const wchar_t*> containe
     return true;
 }
 
-// A document that can't be read stands in memory as an empty one, so only those are looked at again.
-void ReportFile(const std::string& directory, const char* name)
+// A document that can't be read stands in memory as an empty one, so only those are looked at again. Empty: it is good, or
+// missing, as it may be.
+std::string FaultOf(const std::string& directory, const char* name)
 {
     const std::string path = directory + '/' + name;
-    if (access(path.c_str(), F_OK) != 0 && errno == ENOENT) return;  // it may be missing
+    if (access(path.c_str(), F_OK) != 0 && errno == ENOENT) return {};
     const std::string fault = kt::XmlFaultOf(path);
-    if (!fault.empty()) spdlog::warn("{}: {}; the server runs as if it were empty", path, fault);
+    return fault.empty() ? std::string() : path + ": " + fault;
+}
+
+void ReportFile(const std::string& directory, const char* name)
+{
+    const std::string fault = FaultOf(directory, name);
+    if (!fault.empty()) spdlog::warn("{}; the server runs as if it were empty", fault);
 }
 
 std::string ConditionFault(const KTWideString& text, const char* what)
@@ -70,8 +69,7 @@ std::string ConditionFault(const KTWideString& text, const char* what)
     KTEvaluator evaluator(text.Str());
     const int analysis = evaluator.AnalizeExpression();
     if (analysis == 1) return {};
-    return std::string("its ") + what + (analysis < 0 ? " is not an expression: " : " is not logical: ") +
-           OneLine(text);
+    return std::string("its ") + what + (analysis < 0 ? " is not an expression: " : " is not logical: ") + LineOf(text);
 }
 
 std::string ReasonNotLoaded(const XmlNode& event)
@@ -104,7 +102,7 @@ void ReportDroppedParts()
                 warnings.Add(node, "runs without its stop condition: " + fault);
         const KTWideString table = node.Value(L"timeTable", L"");
         if (!table.Empty() && (*event)->TimeTable() == nullptr)
-            warnings.Add(node, "is always checked: there is no time table " + OneLine(table));
+            warnings.Add(node, "is always checked: there is no time table " + LineOf(table));
     }
 }
 }  // namespace
@@ -122,11 +120,19 @@ void corvane::ReportLoading(KTEventServer& server, const KTSettings& settings)
     spdlog::info("{} {} loaded", size, size == 1 ? "event" : "events");
 }
 
+std::string corvane::UnreadableEvents(KTEventServer& server, const KTSettings& settings)
+{
+    std::string fault;
+    if (IsEmpty(*server.Cfg()->Root(), {L"eventsGroups", L"events"})) fault = FaultOf(settings.cfgPath, "default.xeve");
+    if (fault.empty() && settings.parkingEnabled) fault = FaultOf(settings.cfgPath, "default.xpark");
+    return fault;
+}
+
 std::string corvane::EventTitle(const XmlNode& event)
 {
     KTWideString name = event.Value(L"name", L"");
     if (name.Empty()) name = event.Value(L"id", L"");
-    return "event \"" + OneLine(name) + '"';
+    return "event \"" + LineOf(name) + '"';
 }
 
 std::string corvane::EventTitle(const KTEventDriver& event) { return EventTitle(*event.Node()); }

@@ -15,6 +15,10 @@ namespace corvane
 /// Call it between LoadCfg and Start.
 void ReportLoading(KTEventServer& server, const KTSettings& settings);
 
+/// Why the events that LoadCfg has loaded can't be all there are: a document that holds events can't be read. Empty when all
+/// is well.
+std::string UnreadableEvents(KTEventServer& server, const KTSettings& settings);
+
 /// The event for messages: "event "NAME"", by its id where it has no name. Always one line.
 std::string EventTitle(const XmlDocument::XmlNode& event);
 std::string EventTitle(const KTEventDriver& event);

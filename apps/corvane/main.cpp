@@ -18,5 +18,6 @@ void OpenStandardStreams()
 int main(int argc, char** argv)
 {
     OpenStandardStreams();
-    return corvane::Main(argc, argv, {std::cin, std::cout, std::cerr, isatty(STDIN_FILENO) != 0});
+    return corvane::Main(argc, argv,
+                         {std::cin, std::cout, std::cerr, isatty(STDIN_FILENO) != 0, isatty(STDERR_FILENO) != 0});
 }

@@ -90,6 +90,30 @@ def run(*arguments, given="", environment=None):
     return Result(done.returncode, done.stdout, done.stderr)
 
 
+class Batch:
+    """The program's commands one after the other in one process, for tests of thousands."""
+
+    def __init__(self, test):
+        self.process = subprocess.Popen(
+            [os.environ["CORVANE_BATCH"]], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, encoding="utf-8"
+        )
+        test.addCleanup(self.end)
+
+    def run(self, *arguments):
+        self.process.stdin.write(json.dumps([str(argument) for argument in arguments]) + "\n")
+        self.process.stdin.flush()
+        answer = self.process.stdout.readline()
+        if not answer:
+            raise AssertionError(f"the program ended with {self.process.wait(PATIENCE)} at {arguments}")
+        result = json.loads(answer)
+        return Result(result["code"], result["out"], result["err"])
+
+    def end(self):
+        self.process.stdin.close()
+        self.process.wait(PATIENCE)
+        self.process.stdout.close()
+
+
 class Installation:
     """A directory with settings and documents, gone after the test."""
 

@@ -2,6 +2,7 @@
 """GET /metrics: figures that a monitoring system reads, checked with the parser of one."""
 
 import re
+import shutil
 import time
 import unittest
 
@@ -77,6 +78,49 @@ class Metrics(unittest.TestCase):
         self.assertEqual([1, 0, 2, 1, 1], figures())
         server.put("M.T", -1)
         wait_for(lambda: figures() == [1, 0, 3, 2, 1], "another one")
+
+    def test_tell_what_became_of_records(self):
+        events = events_document(event("Hot", "[M.T] > 80", record="T"), event("Cold", "[M.T] < 0", record="F"))
+        plant = Installation(self, memory_device("M", "T"), events)
+        server = plant.serve()
+
+        def figures():
+            page = self.page(server)
+            return [page.value(f"corvane_log_records_{what}_total") for what in ("written", "refused")]
+
+        self.assertEqual([0, 0], figures())
+        server.put("M.T", 90)
+        wait_for(lambda: figures() == [1, 0], "a record")
+        # A file where the directories of the log should be.
+        for year in (plant.folder / "data").iterdir():
+            shutil.rmtree(year)
+        spoilt = [plant.folder / "data" / str(time.gmtime().tm_year + more) for more in (0, 1)]
+        for year in spoilt:
+            year.touch()
+        self.assertNotIn("is lost", server.messages())
+        server.put("M.T", -1)
+        wait_for(lambda: figures() == [1, 1], "a lost record")
+        server.put("M.T", 90)
+        wait_for(lambda: figures() == [1, 2], "another one")
+        self.assertEqual(1, server.messages().count('a record of event "Hot" is lost'), server.messages())
+        for year in spoilt:
+            year.unlink()
+        server.put("M.T", -1)
+        wait_for(lambda: figures() == [2, 2], "a record again")
+        self.assertEqual(1, server.messages().count("written again"), server.messages())
+
+    def test_tell_how_long_the_log_is_asked(self):
+        server = Installation(self, events=events_document(event("E", "1 > 2"))).serve()
+        name = "corvane_log_query_duration_seconds"
+        self.assertEqual(0, self.page(server).value(name + "_count"))
+        for _ in range(3):
+            server.get("/services/events/logger.xml?begin=2026-03-01T00:00:00Z&end=2026-04-01T00:00:00Z")
+        page = self.page(server)
+        self.assertEqual(3, page.value(name + "_count"))
+        self.assertEqual(3, page.value(name + "_bucket", le="+Inf"))
+        self.assertTrue(0 < page.value(name + "_sum") < 60)
+        counts = [sample.value for sample in page.families[name].samples if sample.name.endswith("_bucket")]
+        self.assertEqual(sorted(counts), counts)
 
     def test_tell_how_the_scan_goes(self):
         server = Installation(self).serve()

@@ -9,6 +9,9 @@ from installation import PATIENCE, PROGRAM, Installation, run
 
 SUBCOMMANDS = {  # what its help has to name
     "serve": ["--setup", "--port"],
+    "log": ["--setup", "--begin", "--end", "--event", "--before", "--totals", "--file", "--format", "--json"],
+    "migrate": ["--setup", "--dry-run", "--json"],
+    "rename": ["--setup", "--old", "--new", "--json"],
     "eval": ["--setup", "--json", "expression"],
     "password": [],
 }
