@@ -1,6 +1,7 @@
 #include "log/KTTransformEventsFilesTo27.h"
 
 #include <cstdint>
+#include <deque>
 #include <unordered_map>
 #include <vector>
 
@@ -29,14 +30,14 @@ struct Record
 struct EventRecords
 {
     GUID eventId;
-    std::vector<Record> records;  // in the order of the file
+    std::deque<Record> records;  // in the order of the file; grows without moving them
 };
 
 // The events of a file in the order in which they first appear.
 class EventsOfFile
 {
 public:
-    std::vector<Record>& Of(const GUID& eventId)
+    std::deque<Record>& Of(const GUID& eventId)
     {
         const auto [place, isNew] = places.try_emplace(eventId, all.size());
         if (isNew) all.push_back({eventId, {}});
@@ -58,7 +59,7 @@ KTDateTimeSpan SpanOf(std::uint32_t seconds)
     return span;
 }
 
-void WriteRecords(KTEventFile& file, const std::vector<Record>& records)
+void WriteRecords(KTEventFile& file, const std::deque<Record>& records)
 {
     // None of them counts before all stand on the disk: until then the old file is there.
     file.DeferCommits();
