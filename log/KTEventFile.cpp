@@ -137,7 +137,7 @@ void KTEventFile::CopyFrom(const KTEventFile& other)
     buffer = other.buffer;
     readOnly = other.readOnly;
     headerSound = other.headerSound;
-    commitsDeferred = other.commitsDeferred;
+    batch.reset();  // a batch is its writer's own
     dirty = other.dirty;
     flag = other.flag;
     baseYear = other.baseYear;
@@ -173,6 +173,7 @@ bool KTEventFile::Open(const wchar_t* itsPath, bool itsReadOnly)
 
 void KTEventFile::Close()
 {
+    batch.reset();
     annotation.file.reset();
     if (!IsOpen()) return;
     records.reset();
@@ -187,6 +188,7 @@ void KTEventFile::Close()
 void KTEventFile::Flush()
 {
     if (readOnly) return;
+    (void)EndBatch();  // its places belong to the handles of now
     const auto reopen = [](std::shared_ptr<const OpenFile>& file, const KTWideString& itsPath)
     {
         if (file == nullptr) return;
@@ -198,13 +200,23 @@ void KTEventFile::Flush()
     reopen(records, path);
 }
 
-bool KTEventFile::Commit()
+void KTEventFile::BeginBatch()
 {
-    if (readOnly || !IsOpen()) return false;
+    if (readOnly || !IsOpen()) return;
+    const std::int64_t length = KTFiles::Get().Length(records->handle);
+    if (length < headerSize) return;
+    batch = std::make_unique<Batch>(
+        Batch{{records->handle, Offset(static_cast<int>((length - headerSize) / recordSize))}, {}});
+}
+
+bool KTEventFile::EndBatch()
+{
+    if (batch == nullptr) return false;
+    const std::unique_ptr<Batch> ended = std::move(batch);
     KTFiles& files = KTFiles::Get();
     // The texts first, as they were written: no record on the disk points at a text that isn't.
-    const bool texts = annotation.file == nullptr || files.Commit(annotation.file->handle);
-    return files.Commit(records->handle) && texts;
+    const bool texts = !ended->texts || (ended->texts->Flush() && files.Commit(annotation.file->handle));
+    return ended->records.Flush() && files.Commit(records->handle) && texts;
 }
 
 bool KTEventFile::OpenDamaged(const wchar_t* itsPath)
@@ -221,7 +233,6 @@ bool KTEventFile::Setup()
     dirty = false;
     window.Forget();
     annotation.window.Forget();
-    commitsDeferred = false;
     if (!ReadHeader()) return false;
     const std::int64_t length = KTFiles::Get().Length(records->handle);
     if (length < headerSize) return false;
@@ -282,7 +293,7 @@ bool KTEventFile::NewRecord()
     annotation.text.Clear();
     annotation.offset = 0;
     if (readOnly || !IsOpen()) return false;
-    const std::int64_t length = KTFiles::Get().Length(records->handle);
+    const std::int64_t length = RecordsEnd();
     // Whoever goes on after a failure must not find himself on another record.
     currentRecord = -1;
     // Somebody may have cut the file; without a header a record would be lost at the next opening.
@@ -291,6 +302,11 @@ bool KTEventFile::NewRecord()
     dirty = false;
     currentRecord = static_cast<int>((length - headerSize) / recordSize);
     return true;
+}
+
+std::int64_t KTEventFile::RecordsEnd() const
+{
+    return batch != nullptr ? batch->records.End() : KTFiles::Get().Length(records->handle);
 }
 
 bool KTEventFile::Update()
@@ -317,8 +333,10 @@ bool KTEventFile::WriteRecord()
     if (currentRecord < 0) return false;
     window.Forget();
     KTFiles& files = KTFiles::Get();
-    if (files.WriteAt(records->handle, Offset(currentRecord), buffer.data(), buffer.size()) != recordSize) return false;
-    return commitsDeferred || files.Commit(records->handle);
+    if (batch != nullptr && Offset(currentRecord) == batch->records.End())
+        return batch->records.Append(buffer.data(), buffer.size());
+    return files.WriteAt(records->handle, Offset(currentRecord), buffer.data(), buffer.size()) == recordSize &&
+           files.Commit(records->handle);
 }
 
 // The text goes out before the record that points at it, and isn't committed: a record without its text is better than no
@@ -328,17 +346,7 @@ std::uint32_t KTEventFile::WriteAnnotation()
     annotation.offset = 0;
     if (annotation.text.Empty()) return 0;
     if (!OpenSideFile() && !CreateSideFile()) return 0;
-    KTFiles& files = KTFiles::Get();
-    std::int64_t end = files.Length(annotation.file->handle);
-    if (end == 0)
-    {
-        // A power cut has left the name and taken the content. The first entry stands behind a header, or else its offset
-        // would say that there is none.
-        if (files.WriteAt(annotation.file->handle, 0, annotationHeader, sizeof annotationHeader) !=
-            annotationHeaderSize)
-            return 0;
-        end = annotationHeaderSize;
-    }
+    const std::int64_t end = TextsEnd();
     if (end < 0 || end > UINT32_MAX) return 0;
     annotation.offset = static_cast<std::uint32_t>(end);
     annotation.dirty = false;  // should the record fail, its next try finds the text written
@@ -347,8 +355,35 @@ std::uint32_t KTEventFile::WriteAnnotation()
     const auto entry = std::make_unique_for_overwrite<std::uint8_t[]>(size + 2);
     kt::Put16(entry.get(), static_cast<std::uint32_t>(size));  // modulo 65536
     std::memcpy(entry.get() + 2, annotation.text.Str(), size);
-    (void)files.WriteAt(annotation.file->handle, end, entry.get(), size + 2);  // a text cut short is still a record
+    WriteText(end, entry.get(), size + 2);
     return annotation.offset;
+}
+
+// Where the next text belongs; -1 when that can't be known.
+std::int64_t KTEventFile::TextsEnd()
+{
+    if (batch != nullptr && batch->texts) return batch->texts->End();
+    KTFiles& files = KTFiles::Get();
+    const std::int64_t end = files.Length(annotation.file->handle);
+    if (end != 0) return end;
+    // A power cut has left the name and taken the content. The first entry stands behind a header, or else its offset
+    // would say that there is none.
+    const bool good =
+        files.WriteAt(annotation.file->handle, 0, annotationHeader, sizeof annotationHeader) == annotationHeaderSize;
+    return good ? annotationHeaderSize : -1;
+}
+
+// A text cut short is still a record, so nobody asks how it went.
+void KTEventFile::WriteText(std::int64_t place, const void* entry, std::size_t size)
+{
+    const int file = annotation.file->handle;
+    if (batch == nullptr)
+    {
+        (void)KTFiles::Get().WriteAt(file, place, entry, size);
+        return;
+    }
+    if (!batch->texts) batch->texts.emplace(file, place);
+    (void)batch->texts->Append(entry, size);
 }
 
 bool KTEventFile::OpenSideFile()

@@ -4,12 +4,14 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "host/KTDateTime.h"
 #include "host/KTFiles.h"
 #include "host/KTGuid.h"
 #include "host/KTString.h"
 #include "host/KTValue.h"
+#include "log/KTFileTail.h"
 #include "log/KTFileWindow.h"
 
 /// The only reader and writer of both files: a cursor over the records, a search by time, and accessors that hide the
@@ -95,11 +97,12 @@ public:
     /// to do where nothing changed. Refuses a record older than the last one was at Open: history only grows forward.
     bool Update();
 
-    /// Until the next Open, Update leaves the commit to Commit: for a writer of many records, none of which counts before
-    /// all of them stand on the disk.
-    void DeferCommits() { commitsDeferred = true; }
-    /// Commits both files; when this is true all that was written stands on the disk.
-    [[nodiscard]] bool Commit();
+    /// From here to EndBatch, Update writes when it has enough to write and commits nothing: for a writer of many records,
+    /// none of which counts before all of them stand on the disk. Nothing is read meanwhile.
+    void BeginBatch();
+    /// Writes what is left and commits both files. When this is true the whole batch stands on the disk. Without it, some
+    /// of the batch may never get there.
+    [[nodiscard]] bool EndBatch();
 
     /// A record of date T or next to it. Direction 1 gives the first valid record for a T before the file, direction 2 the
     /// last valid one for a T after it; otherwise those are -1. For a T between two records both give the later one; of
@@ -142,12 +145,22 @@ private:
         KTFileWindow window;
     };
 
+    // What a batch has still to write.
+    struct Batch
+    {
+        KTFileTail records;
+        std::optional<KTFileTail> texts;  // from the first text on
+    };
+
     void CopyFrom(const KTEventFile& other);
     bool Setup();
     bool ReadHeader();
     void FindEnds();
     bool WriteRecord();
+    [[nodiscard]] std::int64_t RecordsEnd() const;
     std::uint32_t WriteAnnotation();
+    std::int64_t TextsEnd();
+    void WriteText(std::int64_t place, const void* entry, std::size_t size);
     bool OpenSideFile();
     bool CreateSideFile();
     [[nodiscard]] KTWideString SidePath() const;
@@ -169,9 +182,9 @@ private:
     bool readOnly = false;
     bool toleratesHeader = false;  // while OpenDamaged opens
     bool headerSound = false;      // of the file that was opened last
-    bool commitsDeferred = false;
     bool dirty = false;
     bool flag;
     int baseYear = 2000;
     KTFileWindow window;
+    std::unique_ptr<Batch> batch;  // null outside of one
 };

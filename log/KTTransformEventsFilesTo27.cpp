@@ -62,7 +62,7 @@ KTDateTimeSpan SpanOf(std::uint32_t seconds)
 void WriteRecords(KTEventFile& file, const std::deque<Record>& records)
 {
     // None of them counts before all stand on the disk: until then the old file is there.
-    file.DeferCommits();
+    file.BeginBatch();
     for (const Record& record : records)
     {
         (void)file.NewRecord();
@@ -70,9 +70,9 @@ void WriteRecords(KTEventFile& file, const std::deque<Record>& records)
         file.SetDateValue(record.date);
         file.SetEventValue(record.value);
         file.SetEventAnnotation(record.annotation);
-        (void)file.Update();  // what doesn't fit on the disk is dropped
+        (void)file.Update();
     }
-    (void)file.Commit();
+    (void)file.EndBatch();  // what doesn't fit on the disk is dropped
 }
 
 void WriteEvent(const EventRecords& event, const KTDateTime& monthStart)
