@@ -124,7 +124,7 @@ bool XmlDocument::Load(const wchar_t* path)
     content->path = path;
     content->Discard();
     const kt::XmlInputFile file(content->path);
-    return file.Good() && content->Fill([&](kt::XmlReader& reader) { return reader.ReadFile(file.Descriptor()); });
+    return file.Good() && content->Fill([&](kt::XmlReader& reader) { return reader.ReadFile(file.Handle()); });
 }
 
 bool XmlDocument::Save()

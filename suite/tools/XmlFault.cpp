@@ -36,5 +36,5 @@ std::string kt::XmlFaultOf(const std::string& path)
     if (!file.Good()) return "it can't be opened";
     XmlStore store;
     XmlReader reader(store);
-    return reader.ReadFile(file.Descriptor()) ? std::string() : reader.Fault();
+    return reader.ReadFile(file.Handle()) ? std::string() : reader.Fault();
 }

@@ -17,16 +17,16 @@ public:
     XmlInputFile& operator=(const XmlInputFile&) = delete;
     ~XmlInputFile();
 
-    [[nodiscard]] bool Good() const { return descriptor >= 0; }
-    [[nodiscard]] int Descriptor() const { return descriptor; }
+    [[nodiscard]] bool Good() const { return file >= 0; }
+    [[nodiscard]] int Handle() const { return file; }
 
 private:
-    int descriptor;
+    int file;  // of KTFiles
 };
 
-/// Writes a file beside the one at `path`, commits it and renames it over that one, then commits the directory. Readers
-/// and power cuts meet the old file or the new one. An existing file keeps its mode, and its owner where the process may
-/// give it; a new one gets 0640. A link stays a link: what it leads to is replaced.
+/// Writes a file beside the one at `path` and puts it in that one's place: readers and power cuts meet the old file or the
+/// new one. An existing file keeps its mode, and its owner where the process may give it; a new one gets 0640. A link
+/// stays a link: what it leads to is replaced.
 ///
 /// Errors: false, with the old file untouched and nothing left beside it; only when the directory's commit fails the new
 ///         file stands already.

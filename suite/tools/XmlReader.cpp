@@ -1,14 +1,13 @@
 #include "suite/tools/XmlReader.h"
 
 #include <expat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <limits>
 #include <new>
 
+#include "host/KTFiles.h"
 #include "suite/tools/KTScratch.h"
 #include "suite/tools/KTUnicode.h"
 
@@ -142,18 +141,18 @@ bool XmlReader::Read(const char* document, std::size_t length)
     }
 }
 
-bool XmlReader::ReadFile(int descriptor)
+bool XmlReader::ReadFile(int file)
 {
     if (parser == nullptr) return false;
-    for (;;)
+    for (std::int64_t offset = 0;;)
     {
         void* const room = XML_GetBuffer(parser, pieceSize);
         if (room == nullptr) return false;
-        const ssize_t got = read(descriptor, room, pieceSize);
-        if (got < 0 && errno == EINTR) continue;
+        const std::ptrdiff_t got = KTFiles::Get().ReadAt(file, offset, room, pieceSize);
         if (got < 0) return false;
         if (XML_ParseBuffer(parser, static_cast<int>(got), got == 0) != XML_STATUS_OK || failed) return false;
         if (got == 0) return true;
+        offset += got;
     }
 }
 

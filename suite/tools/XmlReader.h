@@ -30,8 +30,8 @@ public:
     /// The whole document from memory.
     [[nodiscard]] bool Read(const char* text, std::size_t length);
 
-    /// The whole document from an open file.
-    [[nodiscard]] bool ReadFile(int descriptor);
+    /// The whole document from an open file of KTFiles.
+    [[nodiscard]] bool ReadFile(int file);
 
     /// The root after a successful reading.
     [[nodiscard]] XmlDocument::XmlNode* Root() const { return root; }

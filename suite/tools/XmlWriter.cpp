@@ -1,12 +1,10 @@
 #include "suite/tools/XmlWriter.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <vector>
 
+#include "host/KTFiles.h"
 #include "suite/tools/KTUnicode.h"
 #include "suite/tools/XmlTree.h"
 
@@ -141,14 +139,9 @@ bool kt::XmlOutput::Flush()
 
 bool kt::XmlFileOutput::Write(std::string_view piece)
 {
-    while (!piece.empty())
-    {
-        const ssize_t written = write(descriptor, piece.data(), piece.size());
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return false;
-        piece.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
+    const std::ptrdiff_t written = KTFiles::Get().WriteAt(file, length, piece.data(), piece.size());
+    length += written;
+    return written == static_cast<std::ptrdiff_t>(piece.size());
 }
 
 void kt::WriteXml(XmlOutput& output, const Node& root, XmlLayout layout)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -72,17 +73,18 @@ private:
     std::FILE* stream;  // the caller's
 };
 
-/// Writes to a file descriptor.
+/// Writes to an open file of KTFiles, from its beginning.
 class XmlFileOutput final : public XmlOutput
 {
 public:
-    explicit XmlFileOutput(int to) : descriptor(to) {}
+    explicit XmlFileOutput(int to) : file(to) {}
 
 protected:
     bool Write(std::string_view piece) override;
 
 private:
-    int descriptor;  // the caller's
+    int file;                 // the caller's
+    std::int64_t length = 0;  // bytes written
 };
 
 enum class XmlLayout
