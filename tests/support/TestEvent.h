@@ -48,6 +48,7 @@ public:
     using KTEventDriver::node;
     using KTEventDriver::notify;
     using KTEventDriver::record;
+    using KTEventDriver::SaveEvent;
     using KTEventDriver::timeTable;
 
     /// Loads one `event` element.
