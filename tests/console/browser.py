@@ -84,6 +84,26 @@ class Page:
     def script(self, code, *arguments):
         return self.driver.execute_script(code, *arguments)
 
+    def log_rows(self):
+        """The occurrences that are drawn on the page "History", from top to bottom: dicts of the cells' texts."""
+        return self.script("""
+            return [...document.querySelectorAll("#history-rows .log-row")].sort((a, b) => a.dataset.place - b.dataset.place).map((row) =>
+              Object.fromEntries(["name", "time", "text", "length", "ack"].map((part) => [part, row.querySelector(`[data-part=${part}]`).textContent])));""")
+
+    def log_names(self):
+        return [row["name"] for row in self.log_rows()]
+
+    def module(self, name, code, *arguments):
+        """What `code` returns, with the exports of a module in `m` and the arguments in `given`. For modules that need no page."""
+        result = self.driver.execute_async_script("""
+            const given = [...arguments], done = given.pop(), name = given.shift();
+            const work = async (m) => {""" + code + """};
+            import(`/console/js/${name}`).then(work).then((value) => done({ value }), (error) => done({ error: String(error.stack) }));""",
+            name, *arguments)
+        if "error" in result:
+            raise AssertionError(result["error"])
+        return result.get("value")
+
     def names(self, pane):
         """The names of the rows in #waiting, #active or #page-configured, from top to bottom."""
         return self.script("return [...document.querySelectorAll(arguments[0] + ' .row .name')].map((n) => n.textContent)", pane)

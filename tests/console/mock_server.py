@@ -14,6 +14,7 @@ import datetime
 import http.server
 import json
 import pathlib
+import random
 import socket
 import threading
 import time
@@ -27,6 +28,8 @@ POLICY = ("default-src 'self'; style-src 'self'; img-src 'self' data:; frame-anc
           "form-action 'self'")
 TYPES = {".html": "text/html; charset=utf-8", ".js": "text/javascript; charset=utf-8", ".css": "text/css; charset=utf-8",
          ".svg": "image/svg+xml"}
+REFUSALS = {400: "begin and end are dates, and the end is after the begin", 403: "the role is too small", 404: "not found",
+            413: "the reply is too large", 429: "too many wrong passwords"}
 HEAD = '<?xml version="1.0" encoding="UTF-8" standalone="yes"?>'
 
 
@@ -51,6 +54,8 @@ class Plant:
         self.active = {}        # event id: (annotation, since)
         self.occurrences = []   # dicts: id, event, annotation, since, acknowledged, ended
         self.devices = []       # dicts as in variables.json
+        self.reply = None       # what the log answers whatever is asked, a text
+        self.log = []           # dicts: id, event, annotation as it lies in the file, since, ended and acknowledged as dates
         self.acknowledged = []  # ids in the order in which they came
 
     def configure(self, name, description="", notify=True, groups=(), time_table=None):
@@ -74,6 +79,15 @@ class Plant:
             occurrence = {"id": new_id(), "event": event, "annotation": annotation, "since": since, "acknowledged": None, "ended": None}
             self.occurrences.append(occurrence)
             return occurrence["id"]
+
+    def record(self, name, since, annotation="", lasted=None, acknowledged_after=None, raw=None, occurrence=None, **configuration):
+        """An occurrence in the log; `lasted` and `acknowledged_after` in seconds, None without such a record. `raw` is an annotation that
+        lies in the file as nobody would have written it. Gives the occurrence's id."""
+        with self.mutex:
+            event = self.event(name) or self.configure(name, **configuration)
+            self.log.append({"id": occurrence or new_id(), "event": event, "since": since, "lasted": lasted,
+                             "acknowledged_after": acknowledged_after, "annotation": text_to_xml(annotation) if raw is None else raw})
+            return self.log[-1]["id"]
 
     def deactivate(self, name, when=None):
         with self.mutex:
@@ -125,6 +139,38 @@ def notified_reply(plant):
     return HEAD + "<notifiedEvents>" + "".join(rows) + "</notifiedEvents>"
 
 
+def text_to_xml(text):
+    """As the program escapes: also both quotes, and without the control characters that XML can't hold."""
+    return escape("".join(sign for sign in text if sign >= " " or sign in "\t\r\n"), {'"': "&quot;", "'": "&apos;"})
+
+
+def logger_date(text):
+    for form in ("%Y-%m-%dT%H:%M:%SZ", "%d%m%Y%H%M%S"):
+        try:
+            return datetime.datetime.strptime(text or "", form).replace(tzinfo=datetime.timezone.utc)
+        except ValueError:
+            pass
+    return None
+
+
+def log_record(row):
+    annotation = f"<annotation>{row['annotation']}</annotation>" if row["annotation"] else ""
+    ack = "" if row["acknowledged_after"] is None else f"<ackDelay>{row['acknowledged_after']}</ackDelay>"
+    ended = "" if row["lasted"] is None else f"<disabledDelay>{row['lasted']}</disabledDelay>"
+    return (f"<record><id>{row['id']}</id><eventId>{row['event']['id']}</eventId>{annotation}"
+            f"{date_element('dateTime', row['since'])}{ack}{ended}</record>")
+
+
+def logger_reply(plant, query):
+    begin, end = (logger_date(query.get(name, [None])[0]) for name in ("begin", "end"))
+    if begin is None or end is None or begin >= end or begin.year < 2000 or end.year > 2063:
+        return 400
+    if plant.reply is not None:
+        return plant.reply, "text/xml; charset=utf-8"
+    rows = sorted((row for row in plant.log if begin <= row["since"] < end), key=lambda row: row["since"])
+    return HEAD + "<loggerEvents>" + "".join(map(log_record, rows)) + "</loggerEvents>", "text/xml; charset=utf-8"
+
+
 class Handler(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
 
@@ -132,13 +178,14 @@ class Handler(http.server.BaseHTTPRequestHandler):
         pass
 
     def do_GET(self):
-        path = urllib.parse.urlsplit(self.path).path
+        path, query = urllib.parse.urlsplit(self.path)[2:4]
         if path == "/" or path.startswith("/console/"):
             return self.send_file(path)
         self.serve(path, {
             "/services/events/actived.xml": lambda plant: (active_reply(plant), "text/xml; charset=utf-8"),
             "/services/events/notified.xml": lambda plant: (notified_reply(plant), "text/xml; charset=utf-8"),
             "/services/events/list.json": lambda plant: (json.dumps(plant.events), "application/json"),
+            "/services/events/logger.xml": lambda plant: logger_reply(plant, urllib.parse.parse_qs(query)),
             "/services/variables.json": lambda plant: (json.dumps({"devices": plant.devices}), "application/json"),
         }.get(path))
 
@@ -157,6 +204,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
     def serve(self, path, writer):
         owner = self.server.owner
         owner.requests.append(path)
+        owner.queries.append(self.path)
         fault = owner.fault_for(path)
         if fault == "hang":
             owner.released.wait(60)
@@ -164,6 +212,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
             return
         if fault == "busy":
             return self.answer(503, "too many requests in progress")
+        if isinstance(fault, int):
+            return self.answer(fault, REFUSALS.get(fault, "refused"))
         if fault == "broken":
             return self.answer(200, HEAD + "<activedEvents><event><id>", "text/xml; charset=utf-8")
         if owner.users and self.cookie() not in owner.sessions:
@@ -173,8 +223,21 @@ class Handler(http.server.BaseHTTPRequestHandler):
         with owner.plant.mutex:
             result = writer(owner.plant)
         if isinstance(result, int):
-            return self.answer(result, "" if result == 204 else "the role is too small")
+            return self.answer(result, "" if result == 204 else REFUSALS[result])
+        if fault == "stall":
+            return self.stall(*result)
         self.answer(200, *result)
+
+    def stall(self, text, kind):
+        """The first half of an answer, and the rest when the test says so."""
+        body = text.encode("utf-8")
+        self.send_response(200)
+        self.send_header("Content-Type", kind)
+        self.send_header("Content-Length", str(len(body)))
+        self.end_headers()
+        self.wfile.write(body[:len(body) // 2])
+        self.server.owner.released.wait(60)
+        self.wfile.write(body[len(body) // 2:])
 
     def acknowledge(self, plant, body):
         if self.server.owner.viewer_only:
@@ -247,7 +310,8 @@ class Listener(http.server.ThreadingHTTPServer):
 
 
 class MockServer:
-    """Serves until `stop`; `start` takes the same port again. `fault` is None, "busy", "broken" or "hang", `fault_path` limits it."""
+    """Serves until `stop`; `start` takes the same port again. `fault` is None, "busy", "broken", "hang", "stall" or a status,
+    `fault_path` limits it."""
 
     def __init__(self, port=0):
         self.plant = Plant()
@@ -258,6 +322,7 @@ class MockServer:
         self.viewer_only = False
         self.clock_ahead = 0   # seconds
         self.requests = []     # paths asked for
+        self.queries = []      # the same with what stands behind the "?"
         self.released = threading.Event()
         self.port = port
         self.listener = None
@@ -329,13 +394,48 @@ def scene_many(plant, count=200):
             plant.deactivate(name)
 
 
+# Name, group, whether somebody has to acknowledge it, mean hours between two, mean minutes of one, text.
+HISTORY = (
+    ("Supply load high", "Energy", True, 5, 6, "Supply at {:.1f} kW of 300 kW contracted (above 280 kW for 5 s)", 281, 298),
+    ("Air pressure low", "Compressed air", True, 7, 4, "Air pressure {:.2f} bar (alarm at 6.2 bar, clears at 6.5 bar)", 5.7, 6.2),
+    ("Cold store door open", "Cold chain", True, 4, 3, "Door open, cold store at {:.1f} °C", -21, -17.5),
+    ("Cold store too warm", "Cold chain", True, 19, 35, "Cold store at {:.1f} °C, warmer than -17 °C for 5 s", -16.9, -13),
+    ("Defrost running", "Cold chain", False, 6, 22, "Defrost cycle, evaporator at {:.1f} °C", -25, -23),
+    ("Power factor low", "Energy", True, 26, 14, "Power factor {:.2f}, below 0.90 for 60 s", 0.78, 0.9),
+    ("Supply frequency deviates", "Energy", False, 9, 1, "Frequency {:.3f} Hz", 49.93, 50.07),
+    ("Compressor oil hot", "Compressed air", True, 40, 18, "Oil at {:.1f} °C, limit 90 °C", 90.1, 96),
+    ("Hall consumes outside shifts", "Energy", True, 24, 55, "Hall takes {:.1f} kW outside shifts", 24, 60),
+)
+
+
+def scene_history(plant, hours=24 * 8):
+    """The day, and the log of the days before it. The same each time."""
+    scene_day(plant)
+    chance = random.Random(7)
+    now = utc_now().replace(microsecond=0)
+    for name, group, notify, apart, minutes, text, low, high in HISTORY:
+        if plant.event(name) is None:
+            plant.configure(name, notify=notify, groups=[group])
+        age = chance.uniform(0, apart) * 3600
+        while age < hours * 3600:
+            lasted = int(min(chance.expovariate(1 / (60 * minutes)) + 5, age - 240)) if age > 300 else None
+            if lasted is not None:
+                plant.record(name, now - datetime.timedelta(seconds=int(age)), text.format(chance.uniform(low, high)), lasted=lasted,
+                             acknowledged_after=int(chance.expovariate(1 / 240)) + 4 if notify and chance.random() < 0.97 else None)
+            age += chance.expovariate(1 / (apart * 3600))
+    for occurrence in plant.occurrences:
+        plant.record(occurrence["event"]["name"], occurrence["since"].replace(microsecond=0), occurrence["annotation"], occurrence=occurrence["id"],
+                     lasted=occurrence["ended"] and int((occurrence["ended"] - occurrence["since"]).total_seconds()),
+                     acknowledged_after=occurrence["acknowledged"] and int((occurrence["acknowledged"] - occurrence["since"]).total_seconds()))
+
+
 def main():
     parser = argparse.ArgumentParser(description="Shows the console with a plant made up for it.")
     parser.add_argument("--port", type=int, default=8099)
-    parser.add_argument("--scene", choices=["day", "many", "empty"], default="day")
+    parser.add_argument("--scene", choices=["day", "many", "history", "empty"], default="day")
     options = parser.parse_args()
     with MockServer(options.port) as server:
-        {"day": scene_day, "many": scene_many, "empty": lambda plant: None}[options.scene](server.plant)
+        {"day": scene_day, "many": scene_many, "history": scene_history, "empty": lambda plant: None}[options.scene](server.plant)
         print(f"listening on {server.url}", flush=True)
         try:
             while True:

@@ -30,18 +30,25 @@ export function listenToServerDate(listener) {
   onServerDate = listener;
 }
 
+// Tells the server that a page asks, which has a sign-in form of its own and wants no dialog of the browser.
+const HEADERS = { "X-Requested-With": "XMLHttpRequest" };
+const COMMON = { cache: "no-store", credentials: "same-origin" };
+
+function refusal(status, body) {
+  const reason = body.length < 200 ? body.trim() : "";
+  return new ApiError(KINDS[status] ?? "refused", reason || `status ${status}`, status);
+}
+
 async function ask(path, options = {}) {
   let response;
   let body;
   const began = Date.now();
   try {
     response = await fetch(path, {
-      cache: "no-store",
-      credentials: "same-origin",
+      ...COMMON,
       signal: AbortSignal.timeout(PATIENCE),
       ...options,
-      // Tells the server that a page asks, which has a sign-in form of its own and wants no dialog of the browser.
-      headers: { "X-Requested-With": "XMLHttpRequest", ...options.headers },
+      headers: { ...HEADERS, ...options.headers },
     });
     body = await response.text();
   } catch (error) {
@@ -49,11 +56,21 @@ async function ask(path, options = {}) {
     throw new ApiError("unreachable", slow ? `no answer within ${PATIENCE / 1000} s` : "no connection");
   }
   noteServerDate(response, began);
-  if (!response.ok) {
-    const reason = body.length < 200 ? body.trim() : "";
-    throw new ApiError(KINDS[response.status] ?? "refused", reason || `status ${response.status}`, response.status);
-  }
+  if (!response.ok) throw refusal(response.status, body);
   return body;
+}
+
+/** A reply that is too large to wait for: {body, total}, a stream of its bytes and their number, null when the server doesn't say. Whoever
+ *  asks has the patience; what `signal` ends is an AbortError. */
+export async function openReply(path, signal) {
+  let response;
+  try {
+    response = await fetch(path, { ...COMMON, headers: HEADERS, signal });
+  } catch (error) {
+    throw error.name === "AbortError" ? error : new ApiError("unreachable", "no connection");
+  }
+  if (!response.ok) throw refusal(response.status, await response.text());
+  return { body: response.body, total: Number(response.headers.get("Content-Length")) || null };
 }
 
 function noteServerDate(response, began) {

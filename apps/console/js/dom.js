@@ -31,6 +31,13 @@ export function setMoment(node, date, words, title) {
   setAttribute(node, "title", date ? title : null);
 }
 
+/** Says at the heads of columns ([data-sort]) by which of them the rows stand in order; `sort` is {by, down}. */
+export function setSort(root, { by, down }) {
+  for (const head of root.querySelectorAll("[data-sort]")) {
+    setAttribute(head, "aria-sort", head.dataset.sort !== by ? null : down ? "descending" : "ascending");
+  }
+}
+
 const drawnRows = new WeakMap();
 
 /**

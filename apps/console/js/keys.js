@@ -11,21 +11,24 @@ function moveFocus(from, step) {
 
 const typing = (element) => element.matches("input:not([type=checkbox]), select, textarea");
 
+/** The words that narrow down what is shown, in the field and in the model. */
+export function setFilter(model, text) {
+  const filter = document.getElementById("filter");
+  if (filter.value !== text) filter.value = text;
+  model.filter = text.trim();
+  model.changed();
+}
+
 export function startKeys(model) {
   const filter = document.getElementById("filter");
-  const setFilter = (text) => {
-    filter.value = text;
-    model.filter = text.trim();
-    model.changed();
-  };
-  filter.addEventListener("input", () => setFilter(filter.value));
+  filter.addEventListener("input", () => setFilter(model, filter.value));
   document.getElementById("order").addEventListener("change", (event) => {
     model.order = event.target.value;
     model.changed();
   });
   document.addEventListener("keydown", (event) => {
     if (event.ctrlKey || event.altKey || event.metaKey || document.querySelector("dialog[open]")) return;
-    if (event.key === "Escape" && filter.value !== "") return setFilter("");
+    if (event.key === "Escape" && filter.value !== "") return setFilter(model, "");
     if (typing(event.target)) return;
     if (event.key === "/") {
       event.preventDefault();

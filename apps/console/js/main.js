@@ -4,6 +4,7 @@ import { fetchActive, fetchCatalogue, fetchDevices, fetchOccurrences, listenToSe
 import { Acknowledging } from "./acknowledging.js";
 import { ActiveView } from "./active-view.js";
 import { ConfiguredView } from "./configured-view.js";
+import { HistoryView } from "./history/history-view.js";
 import { startKeys } from "./keys.js";
 import { LinkView } from "./link-view.js";
 import { Model } from "./model.js";
@@ -28,6 +29,7 @@ const frame = [new SummaryView(model), new LinkView(model, () => poller.now()), 
 const pages = {
   events: [new WaitingView(model, acknowledging, notices), new ActiveView(model)],
   variables: [new VariablesView(model)],
+  history: [new HistoryView(model, notices, { signInNeeded: () => session.ended() })],
   configured: [new ConfiguredView(model)],
 };
 
@@ -86,6 +88,7 @@ function render() {
   document.getElementById("tools").hidden = model.signInNeeded;
   document.getElementById("pages").hidden = model.signInNeeded;
   document.getElementById("order-box").hidden = model.page !== "events";
+  document.getElementById("history-filters").hidden = model.page !== "history";
   if (!model.signInNeeded) pages[model.page].forEach((view) => view.render());
 }
 

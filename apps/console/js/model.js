@@ -31,6 +31,7 @@ export class Model extends EventTarget {
     super();
     this.clockOffset = 0;
     this.page = "events";
+    this.query = "";
     this.user = null;
     this.epoch = 0;
     this.watched = true;
@@ -79,6 +80,11 @@ export class Model extends EventTarget {
   catalogueArrived(events) {
     this.catalogueById = index(events, (event) => event.id);
     this.catalogueByName = index(events, (event) => event.name);
+  }
+
+  /** Something has turned up that isn't among the configured events: they are asked for anew with the next round. */
+  catalogueLacks() {
+    this.replies.catalogue = { ...this.replies.catalogue, at: 0 };
   }
 
   occurrencesArrived(occurrences) {

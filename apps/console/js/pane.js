@@ -34,20 +34,12 @@ export class Pane {
   }
 
   setCount(shown, all) {
-    const count = part(this.root, "count");
-    if (all === null) setText(count, "");
-    else setText(count, shown === all ? String(all) : `${shown} of ${all}`);
+    setCount(this.root, shown, all);
   }
 
   /** `title` null hides the text. */
   setEmpty(title, detail = "", calm = true) {
-    const empty = part(this.root, "empty");
-    empty.hidden = title === null;
-    if (title === null) return;
-    empty.dataset.calm = calm ? "yes" : "no";
-    empty.querySelector("use").setAttribute("href", calm ? "#sign-good" : "#sign-lost");
-    setText(part(empty, "empty-title"), title);
-    setText(part(empty, "empty-detail"), detail);
+    setEmpty(this.root, title, detail, calm);
   }
 
   /** Says how old the reply is when it isn't what the server says now, and marks the pane so. */
@@ -60,6 +52,24 @@ export class Pane {
     const reason = reply.error?.kind === "unreadable" ? "The last answer couldn't be read. " : "";
     setText(note, `${reason}As of ${momentText(new Date(reply.at), new Date())}, ${durationText(Date.now() - reply.at)} ago`);
   }
+}
+
+/** How many rows are shown, of how many; nothing where `all` is null. */
+export function setCount(root, shown, all) {
+  const count = part(root, "count");
+  if (all === null) setText(count, "");
+  else setText(count, shown === all ? String(all) : `${shown} of ${all}`);
+}
+
+/** What stands in place of rows; `title` null hides it. */
+export function setEmpty(root, title, detail = "", calm = true) {
+  const empty = part(root, "empty");
+  empty.hidden = title === null;
+  if (title === null) return;
+  empty.dataset.calm = calm ? "yes" : "no";
+  empty.querySelector("use").setAttribute("href", calm ? "#sign-good" : "#sign-lost");
+  setText(part(empty, "empty-title"), title);
+  setText(part(empty, "empty-detail"), detail);
 }
 
 /** What an empty pane says before the first answer and when the answer can't be read; null when the pane may speak for itself. */
