@@ -3,8 +3,10 @@
 
     tests/console/run_console_tests.py            all
     tests/console/run_console_tests.py test_link  one file; further arguments as for unittest
+    tests/console/run_console_tests.py --files 'test_history*' [--but]    the files of such names, or all others
 """
 
+import argparse
 import pathlib
 import sys
 import unittest
@@ -16,9 +18,15 @@ from case import ConsoleCase  # noqa: E402  the path has to be there first
 
 
 def main():
-    loader = unittest.TestLoader()
-    names = sys.argv[1:]
-    suite = loader.loadTestsFromNames(names) if names else loader.discover(str(HERE), "test_*.py")
+    parser = argparse.ArgumentParser()
+    parser.add_argument("names", nargs="*")
+    parser.add_argument("--files", default="test_*")
+    parser.add_argument("--but", action="store_true")
+    options = parser.parse_args()
+    files = {path.stem for path in HERE.glob(f"{options.files}.py")}
+    if options.but:
+        files = {path.stem for path in HERE.glob("test_*.py")} - files
+    suite = unittest.TestLoader().loadTestsFromNames(options.names or sorted(files))
     result = unittest.TextTestRunner(verbosity=2).run(suite)
     ConsoleCase.close_browser()
     failed = len({test.id() for test, _ in result.failures + result.errors})
