@@ -64,12 +64,6 @@ bool KTEventDriver::CheckEvent()
     return Judge(*conditionEvaluator) == Verdict::yes;
 }
 
-bool KTEventDriver::ParseAnnotation(KTWideString& out, const KTWideString& text)
-{
-    out = text;
-    return true;
-}
-
 bool KTEventDriver::Work(const KTDateTime& now)
 {
     const KTLockGuard guard(mutex);

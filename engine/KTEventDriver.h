@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "actions/KTEventAction.h"
+#include "engine/KTAnnotationArguments.h"
 #include "host/KTDateTime.h"
 #include "host/KTGuid.h"
 #include "host/KTObject.h"
@@ -15,7 +16,6 @@
 #include "host/KTThread.h"
 #include "host/XmlDocument.h"
 
-class KTEvaluator;
 class KTEventDriverGroup;
 class KTEventLoggerData;
 class KTHttpResponse;
@@ -61,7 +61,9 @@ public:
     /// Whether the event holds at this moment. Only a logical result of exactly 1.0 counts as true. An active event with a
     /// stop condition holds until that is true; a failed evaluation keeps it active, every other one is false.
     virtual bool CheckEvent();
-    /// Expands the template `text` with the event's current values; always true.
+    /// Expands the codes of the template `text`, as docs/annotations.md lists them, with the values of this moment, and
+    /// replaces `out`; always true. A code that stands for nothing stays as it is written. Any thread may call it, also
+    /// while others do: it takes no lock and changes nothing that shows.
     virtual bool ParseAnnotation(KTWideString& out, const KTWideString& text);
 
     /// One scan at the local time `now`. False only when the mutex can't be taken.
@@ -188,6 +190,10 @@ protected:
     std::list<tagSEventRT*> occurrences KT_GUARDED_BY(mutex);  // owned, oldest first
 
 private:
+    struct AnnotationCode;
+
+    KTAnnotationArguments compiledArguments;  // what annotations of before have compiled
+
     void Step(const KTDateTime& now) KT_REQUIRES(mutex);
     void SetStatusOfAll(int status) KT_REQUIRES(mutex);
     void SweepFinished() KT_REQUIRES(mutex);

@@ -32,6 +32,35 @@ class EventsCase(unittest.TestCase):
         self.assertLessEqual(utc(text), now())
 
 
+class Annotations(EventsCase):
+    """What people read when an event comes."""
+
+    ARGUMENTS = (
+        "<arguments><argument><value>[TANK.LEVEL]</value><format>.02</format></argument>"
+        "<argument><value>[TANK.LEVEL] * 1000</value><format>.0</format><thousandSeparator>T</thousandSeparator></argument>"
+        "<argument><value>[TANK.NOTHING]</value></argument></arguments>"
+    )
+
+    def test_show_the_values_at_the_activation(self):
+        low = event(
+            "Low & lower",
+            "[TANK.LEVEL] < 10",
+            groups=["Gone", "Water"],
+            annotation="%n: %a1 m, %a2 mm, %a3; %g1 %g2; %b s; %d; %c; 100%% %x%",
+            notify="T",
+            record="T",
+        ).replace("</event>", self.ARGUMENTS + "</event>")
+        settings = memory_device("TANK", "LEVEL", "NOTHING")
+        self.server = Installation(self, settings, events_document(low, groups=["Water"])).serve()
+        self.server.put("TANK.LEVEL", 9.5)
+        shown = "Low & lower: 9.50 m, 9,500 mm, [TANK.NOTHING]; %g1 Water; 0 s; No time table; [TANK.LEVEL] < 10; 100% %x"
+        active = wait_for(lambda: self.server.active("Low & lower"), "the event")
+        self.assertEqual(shown, active["annotation"])
+        self.server.put("TANK.LEVEL", 8)
+        waiting = wait_for(lambda: self.server.occurrences("Low & lower"), "the occurrence")[0]
+        self.assertEqual(shown, waiting["annotation"], "as it was when the event came")
+
+
 class Documents(EventsCase):
     """One event, and every byte of what is said about it."""
 
