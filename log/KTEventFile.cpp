@@ -104,7 +104,7 @@ bool KTEventFile::CNewFileTemplate::Create(int file) const
     return KTFiles::Get().WriteAt(file, 0, header.data(), header.size()) == headerSize;
 }
 
-KTEventFile::KTEventFile(bool itsFlag) : version(newVersion), flag(itsFlag) {}
+KTEventFile::KTEventFile(bool itsFlag) : version(newVersion, false), flag(itsFlag) {}
 
 KTEventFile::KTEventFile(const KTEventFile& other) : flag(other.flag) { CopyFrom(other); }
 
@@ -290,7 +290,7 @@ bool KTEventFile::GoRecord(int index)
 
 bool KTEventFile::NewRecord()
 {
-    annotation.text.Clear();
+    annotation.text.Attach("");
     annotation.offset = 0;
     if (readOnly || !IsOpen()) return false;
     const std::int64_t length = RecordsEnd();

@@ -1,7 +1,5 @@
 #include "log/KTEventPath.h"
 
-#include <iterator>
-
 #include "host/KTCorvaneSetup.h"
 #include "host/KTText.h"
 
@@ -16,24 +14,29 @@ bool FileNameFits(const KTWideString& fileName)
     Utf16ToUtf8(narrow, fileName);
     return narrow.Length() <= kt::longestFileName;
 }
+
+// Each record asks for its path: by hand this is ten times as fast as a format.
+void AppendNumber(KTWideString& text, int number, int digits)
+{
+    if (digits > 1) AppendNumber(text, number / 10, digits - 1);
+    text += static_cast<wchar_t>(L'0' + number % 10);
+}
 }  // namespace
 
 KTWideString kt::YearDirectory(int year)
 {
-    wchar_t name[16];
-    KTFormat(name, std::size(name), L"%04d/", year);
     KTWideString directory(KTWideString::growSmall);
     directory = KTCorvaneSetup::Get().DataPath();
-    directory += name;
+    AppendNumber(directory, year, 4);
+    directory += L'/';
     return directory;
 }
 
 KTWideString kt::MonthDirectory(int year, int month)
 {
-    wchar_t name[16];
-    KTFormat(name, std::size(name), L"%02d/", month);
     KTWideString directory = YearDirectory(year);
-    directory += name;
+    AppendNumber(directory, month, 2);
+    directory += L'/';
     return directory;
 }
 
@@ -45,9 +48,10 @@ KTWideString kt::EventFileTitle(const KTWideString& eventName, int year, int mon
         const bool bad = *c == L'/' || *c == L'\\' || (*c >= 0 && *c < 0x20);
         title += bad ? L'_' : *c;
     }
-    wchar_t date[32];
-    KTFormat(date, std::size(date), L" %02d-%04d", month, year);
-    title += date;
+    title += L' ';
+    AppendNumber(title, month, 2);
+    title += L'-';
+    AppendNumber(title, year, 4);
     return title;
 }
 

@@ -36,15 +36,17 @@ public:
     {
         name = L"bench";
         record = true;
-    }
-    void Append(const std::string& annotation)
-    {
-        tagSEventRT occurrence;
         NewGUID(occurrence.id);
         occurrence.activationDate = KTDateTime::UTC();
-        occurrence.annotation = annotation.c_str();
+    }
+    void SetAnnotation(const std::string& annotation) { occurrence.annotation = annotation.c_str(); }
+    void Append()
+    {
         if (!SaveEvent(&occurrence, statusActivated)) std::abort();
     }
+
+private:
+    tagSEventRT occurrence;
 };
 
 class Directory
@@ -135,19 +137,17 @@ void MeasureIn(const fs::path& parent)
         Utf8ToUtf16(setup.dataPath, KTNarrowString((directory.path.string() + "/").c_str()));
         KTCorvaneSetup::Get().Configure(setup);
         RecordedEvent event;
+        event.SetAnnotation(annotated ? text : "");
         BareLog bare(directory.path.string());
         SqlLog sql(directory.path.string());
         const std::string annotation = annotated ? text : "";
         long long second = 0;
-        const auto insert = [&]
-        {
-            GUID id;
-            NewGUID(id);
-            sql.Append(id, ++second, 1, annotation);
-        };
+        GUID id;
+        NewGUID(id);
+        const auto insert = [&] { sql.Append(id, ++second, 1, annotation); };
         const auto bareAppend = [&] { annotated ? bare.AppendWithAnnotation(annotation) : bare.Append(); };
         Compare(system + (annotated ? "/annotated" : "/plain"),
-                {{"bare", bareAppend, {}}, {"event", [&] { event.Append(annotation); }, {}}, {"sqlite", insert, {}}});
+                {{"bare", bareAppend, {}}, {"event", [&] { event.Append(); }, {}}, {"sqlite", insert, {}}});
     }
 }
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 
 namespace
 {
@@ -39,8 +40,13 @@ void Make(const std::string& path, std::size_t length)
 }
 }  // namespace
 
-BareLog::BareLog(const std::string& directory) : records(directory + "/bare.suc"), annotations(directory + "/bare.dat")
+// As deep in the tree as an event's files, since the system walks the path each time.
+BareLog::BareLog(const std::string& directory)
 {
+    const std::string month = directory + "/bare/03";
+    std::filesystem::create_directories(month);
+    records = month + "/bench 03-2024.suc";
+    annotations = month + "/bench 03-2024.dat";
     Make(records, headerSize);
     Make(annotations, 16);
 }
