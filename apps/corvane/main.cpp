@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <iostream>
 
 #include "apps/corvane/Commands.h"
@@ -18,6 +19,7 @@ void OpenStandardStreams()
 int main(int argc, char** argv)
 {
     OpenStandardStreams();
+    (void)std::signal(SIGXFSZ, SIG_IGN);  // a file that may grow no further is told by the write, as a full disk is
     return corvane::Main(argc, argv,
                          {std::cin, std::cout, std::cerr, isatty(STDIN_FILENO) != 0, isatty(STDERR_FILENO) != 0});
 }
