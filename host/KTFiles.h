@@ -73,7 +73,7 @@ public:
     /// made. True when all are there. The host's CreateDirectoryW.
     virtual bool CreateDirectories(const wchar_t* path) = 0;
 
-    /// False also when there was no such file.
+    /// False also when there was no such file. A file that is gone doesn't come back after a power cut.
     virtual bool Delete(const wchar_t* path) = 0;
 
     /// Never replaces a file. The new name stands on the medium on return.

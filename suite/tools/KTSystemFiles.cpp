@@ -325,7 +325,13 @@ bool KTSystemFiles::MakeDirectory(const std::string& path)
     return true;
 }
 
-bool KTSystemFiles::Delete(const wchar_t* path) { return unlink(NarrowPath(path).Str()) == 0; }
+bool KTSystemFiles::Delete(const wchar_t* path)
+{
+    const NarrowPath narrow(path);
+    if (unlink(narrow.Str()) != 0) return false;
+    (void)CommitDirectory(DirectoryOf(narrow.View()));  // the file is gone either way
+    return true;
+}
 
 KTFiles::Renaming KTSystemFiles::Rename(const wchar_t* from, const wchar_t* to)
 {

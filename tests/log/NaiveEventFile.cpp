@@ -110,6 +110,7 @@ bool NaiveEventFile::Update()
             textOffset = static_cast<std::uint32_t>(side->size());
             *side += EntryBytes(text);
             buffer.replace(21, 4, BigEndian(textOffset, 4));
+            textDirty = false;  // written once, whatever becomes of the record
         }
     }
     buffer = Sealed(buffer.substr(0, 25));

@@ -100,14 +100,9 @@ void FaultyFiles::Restart(Loss loss, Random& random)
     const auto survives = [&] { return loss == Loss::none || (loss == Loss::some && Toss(random)); };
     Names left;
     for (const auto& [path, file] : durableNames)
-    {
-        const auto current = names.find(path);
-        const bool same = current != names.end() && current->second == file;
-        if (!same && survives()) continue;  // deleted
         left[path] = std::make_shared<File>(File{Left(*file, loss, random), "", {}});
-    }
     for (const auto& [path, file] : names)
-        if (!left.contains(path) && !durableNames.contains(path) && survives())
+        if (!left.contains(path) && survives())
             left[path] = std::make_shared<File>(File{Left(*file, loss, random), "", {}});
     for (const std::string& directory : std::set<std::string>(directories))
         if (!durableDirectories.contains(directory) && !survives()) directories.erase(directory);
@@ -280,7 +275,9 @@ bool FaultyFiles::Delete(const wchar_t* path)
 {
     const std::lock_guard guard(mutex);
     const std::string name = Narrow(path);
-    return Step("delete " + NameOf(name)) && names.erase(name) > 0;
+    if (!Step("delete " + NameOf(name)) || names.erase(name) == 0) return false;
+    durableNames.erase(name);
+    return true;
 }
 
 KTFiles::Renaming FaultyFiles::Rename(const wchar_t* from, const wchar_t* to)

@@ -240,6 +240,8 @@ TEST_F(SystemFiles, AReplayLeavesCommitsOut)
     EXPECT_EQ(quick.WriteAt(replacement, 0, "x", 1), 1);
     EXPECT_TRUE(quick.Replace(replacement));
     EXPECT_EQ(quick.Rename(Wide(At("d/a")).Str(), Wide(At("d/b")).Str()), Renaming::done);
+    Write("d/c", "");
+    EXPECT_TRUE(quick.Delete(Wide(At("d/c")).Str()));
     EXPECT_EQ(Committed(), Strings{});
     EXPECT_EQ(Read("d/b"), "x");
 }
@@ -248,6 +250,7 @@ TEST_F(SystemFiles, DeletesFiles)
 {
     Write("a", "");
     EXPECT_TRUE(files.Delete(Wide(At("a")).Str()));
+    EXPECT_EQ(Committed(), Strings{"."}) << "it doesn't come back";
     EXPECT_FALSE(fs::exists(At("a")));
     EXPECT_FALSE(files.Delete(Wide(At("a")).Str()));
     fs::create_directory(At("d"));
