@@ -24,8 +24,8 @@ namespace
 constexpr int widestName = 40;     // columns; a longer name moves its row
 constexpr int dateWidth = 20;      // "2026-03-01T10:00:00Z"
 constexpr int durationWidth = 12;  // "99d 23:59:59"
-constexpr int firstYear = 2000;
-constexpr int lastYear = 2063;
+constexpr int firstYear = 1900;
+constexpr int lastYear = 2162;
 constexpr std::int64_t minute = 60;
 constexpr std::int64_t hour = 60 * minute;
 constexpr std::int64_t day = 24 * hour;
@@ -100,7 +100,8 @@ private:
         if (!kt::ParseIsoTime(options.begin, begin)) return Refuse("--begin: " + NoDate(options.begin));
         if (!kt::ParseIsoTime(options.end, end)) return Refuse("--end: " + NoDate(options.end));
         if (end <= begin) return Refuse("--end has to be after --begin");
-        // A record has six bits for its year. Months outside would only be looked for in vain.
+        // A year is a file's base year and six bits, and base years come from the plants of a century: months outside would
+        // only be looked for in vain.
         begin = std::max(begin, KTDateTime(firstYear, 1, 1, 0, 0, 0, 0, 0));
         end = std::min(end, KTDateTime(lastYear + 1, 1, 1, 0, 0, 0, 0, 0));
         return done;

@@ -47,6 +47,7 @@ public:
     [[nodiscard]] const std::vector<Dropped>& AllDropped() const { return dropped; }  // in the order of appearance
     [[nodiscard]] std::int64_t Records() const { return records; }
     [[nodiscard]] int Months() const { return months; }
+    [[nodiscard]] bool Overwrites() const { return overwrites; }  // records of the old files, with others of them
 
 private:
     void ReadMonth(const kt::KTOldEventMonth& month)
@@ -107,7 +108,12 @@ private:
         event->EventFileName(path, month.Begin(), recordFile);
         if (path[0] == L'\0') return Drop(eventId, "the name of " + EventTitle(*event) + " is too long for a file");
         if (!targets.insert(path).second)
-            return Tell(KTWideString(path), "two of the old files are its month; the records of the first get lost");
+        {
+            overwrites = true;
+            return Tell(KTWideString(path),
+                        "is written twice, for two old files of its month or two events of its "
+                        "name; the records of the first get lost");
+        }
         KTEventFile present(true);
         if (present.Open(path, true) && present.NRecords() > 0)
             Tell(KTWideString(path), "is there already; its " + std::to_string(present.NRecords()) +
@@ -151,6 +157,7 @@ private:
     std::unordered_set<std::wstring> targets;                                    // paths
     std::int64_t records = 0;
     int months = 0;
+    bool overwrites = false;
 };
 
 std::int64_t LengthOf(const KTWideString& path)
@@ -177,19 +184,18 @@ public:
         if (const int code = installation.Open(options.setup); code != done) return code;
         KTDirectoryLock lock;
         std::string error;
-        if (!options.dryRun && !lock.Lock(installation.settings.dataPath, error)) return Fail(workFailed, error);
+        if (!options.dryRun &&
+            (!installation.settings.MakeDirectories(error) || !lock.Lock(installation.settings.dataPath, error)))
+            return Fail(workFailed, error);
         KTEventServer server;
         server.LoadCfg();
         if (error = UnreadableEvents(server, installation.settings); !error.empty()) return Fail(wrongUsage, error);
         const std::vector<kt::KTOldEventMonth> months = kt::FindOldEventMonths();
         Survey survey(streams.err, progress, server);
         Read(survey, months);
-        if (survey.Records() > 0 && KTEventSystem::Get().EventsSize() == 0)
-            return Fail(wrongUsage,
-                        installation.settings.cfgPath +
-                            ": no event is configured, so that every record would be dropped; nothing was done");
-        if (!options.dryRun && !Convert(months)) return workFailed;
-        return Report(survey);
+        const bool written = options.dryRun || Convert(months);
+        const int code = Report(survey);
+        return written ? code : workFailed;
     }
 
 private:
@@ -233,7 +239,7 @@ private:
         const char* const verb = options.dryRun ? " would be converted" : " converted";
         streams.err << "corvane: " << survey.Months() << (survey.Months() == 1 ? " file of " : " files of ")
                     << survey.Records() << (survey.Records() == 1 ? " record" : " records") << verb << '\n';
-        if (survey.AllDropped().empty()) return done;
+        if (survey.AllDropped().empty()) return survey.Overwrites() ? foundSomething : done;
         const auto writer = RowWriter::Make(options.json ? RowFormat::json : RowFormat::table,
                                             {{"eventId", "EVENT ID", guidTextSize - 1},
                                              {"records", "DROPPED", 0, RowColumn::right},

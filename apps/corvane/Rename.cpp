@@ -42,7 +42,8 @@ public:
         const XmlNode* const newEvents = EventsOf(newDocument, options.newEvents);
         if (oldEvents == nullptr || newEvents == nullptr) return wrongUsage;
         KTDirectoryLock lock;
-        if (std::string error; !lock.Lock(installation.settings.dataPath, error))
+        if (std::string error;
+            !installation.settings.MakeDirectories(error) || !lock.Lock(installation.settings.dataPath, error))
         {
             streams.err << "corvane: " << error << '\n';
             return workFailed;

@@ -248,7 +248,7 @@ class Usage(unittest.TestCase):
         self.plant.store()
         always = ("--begin", "0001-01-01T00:00:00Z", "--end", "9999-12-31T23:59:59Z")
         self.assertEqual(2, self.plant.log(*always, "--json").out.count("\n"))
-        for begin, end in (("1990-01-01", "1999-12-31"), ("2064-01-01", "2065-01-01")):
+        for begin, end in (("1990-01-01", "1999-12-31"), ("2064-01-01", "2065-01-01"), ("0001-01-01", "0002-01-01")):
             result = self.plant.log("--begin", f"{begin}T00:00:00Z", "--end", f"{end}T00:00:00Z", "--json")
             self.assertEqual((1, ""), (result.code, result.out))
 

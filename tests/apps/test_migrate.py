@@ -7,6 +7,7 @@ import os
 import pty
 import random
 import select
+import shutil
 import struct
 import subprocess
 import unittest
@@ -116,7 +117,7 @@ class Migrate(unittest.TestCase):
             "Events 04-2007.eve: doesn't begin as an event log",
             "Annotations 05-2007.dat: doesn't begin as a file of annotations",
             "Pump 05-2007.suc: is there already; its 1 records are replaced",
-            "Pump 05-2007.suc: two of the old files are its month",
+            "Pump 05-2007.suc: is written twice",
             "Events 12-1999.eve: a record holds the years 2000 to 2063",
             "3 files of 4 records converted",
         ):
@@ -126,29 +127,50 @@ class Migrate(unittest.TestCase):
         )
         self.assertEqual([event_files.guid_text(b"b" * 16)], [row["id"] for row in plant.log("2007/05/Pump 05-2007.suc")])
 
+    def test_tells_that_two_old_files_have_one_target(self):
+        plant = Plant(self)
+        plant.write_old(MAY, old_file(OldRecord(b"a" * 16, 0, PUMP, 1)))
+        plant.write_old("Events_05-2007.eve", old_file(OldRecord(b"b" * 16, 0, PUMP, 1)))
+        for options in (("--dry-run",), ()):
+            result = plant.migrate(*options)
+            self.assertEqual((1, ""), (result.code, result.out), result)
+            self.assertIn("Pump 05-2007.suc: is written twice", result.err)
+
+    def test_has_nothing_to_do_in_an_installation_that_never_ran(self):
+        plant = Plant(self)
+        shutil.rmtree(plant.folder / "data")
+        result = plant.migrate()
+        self.assertEqual((0, ""), (result.code, result.out), result)
+
     def test_fails_where_not_all_could_be_written(self):
         plant = Plant(self)
         plant.write_old("2007", "a file where a directory should be")
-        plant.write_old(MAY, old_file(OldRecord(b"a" * 16, 0, PUMP, 1)))
-        result = plant.migrate()
-        self.assertEqual((3, ""), (result.code, result.out), result)
+        plant.write_old(MAY, old_file(OldRecord(b"a" * 16, 0, PUMP, 1), OldRecord(b"a" * 16, 0, GONE, 1)))
+        result = plant.migrate("--json")
+        self.assertEqual(3, result.code, result)
+        self.assertEqual([event_files.guid_text(GONE)], [json.loads(line)["eventId"] for line in result.out.splitlines()])
         self.assertIn("2007/05/Pump 05-2007.suc: can't be made", result.err)
 
-    def test_touches_nothing_that_it_would_drop_for_a_bad_configuration(self):
-        for document, word in (
-            ("<main><events>", "default.xeve"),
-            ("", "default.xeve"),
-            (events_document(), "no event is configured"),
-            (None, "no event is configured"),
-        ):
+    def test_drops_all_where_no_event_is_configured(self):
+        for document in (events_document(), None):
             plant = Plant(self, events=document or "-")
             if document is None:
                 (plant.folder / "cfg/default.xeve").unlink()
             plant.write_old(MAY, old_file(OldRecord(b"a" * 16, 0, PUMP, 1)))
+            result = plant.migrate("--json")
+            self.assertEqual(1, result.code, result)
+            (dropped,) = (json.loads(line) for line in result.out.splitlines())
+            self.assertEqual((event_files.guid_text(PUMP), 1), (dropped["eventId"], dropped["records"]))
+            self.assertEqual({}, plant.data())
+
+    def test_touches_nothing_under_a_configuration_that_it_cannot_read(self):
+        for document in ("<main><events>", ""):
+            plant = Plant(self, events=document or "-")
+            plant.write_old(MAY, old_file(OldRecord(b"a" * 16, 0, PUMP, 1)))
             before = plant.data()
             result = plant.migrate()
             self.assertEqual((2, ""), (result.code, result.out), result)
-            self.assertIn(word, result.err)
+            self.assertIn("default.xeve", result.err)
             self.assertEqual(before, plant.data())
 
     def test_works_only_where_nobody_else_writes(self):
