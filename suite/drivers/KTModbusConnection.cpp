@@ -12,11 +12,9 @@
 #include <unistd.h>
 
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <system_error>
-#include <thread>
 
 using Table = KTModbusPlan::Table;
 
@@ -28,50 +26,7 @@ std::string WithoutBrackets(const std::string& host)
 {
     return host.starts_with('[') && host.ends_with(']') ? host.substr(1, host.size() - 2) : host;
 }
-
-addrinfo Hints(int flags)
-{
-    addrinfo hints{};
-    hints.ai_family = AF_UNSPEC;
-    hints.ai_socktype = SOCK_STREAM;
-    hints.ai_flags = AI_NUMERICSERV | flags;
-    return hints;
-}
 }  // namespace
-
-/// A look-up by name on a thread of its own, since the system's can't be broken off. Thread and connection share it, so
-/// that either may go first.
-struct KTModbusConnection::tagSLookup
-{
-    tagSLookup(std::string hostName, int portNumber)
-        : host(std::move(hostName)), port(portNumber), ended(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
-    {
-    }
-    tagSLookup(const tagSLookup&) = delete;
-    tagSLookup& operator=(const tagSLookup&) = delete;
-    ~tagSLookup()
-    {
-        if (addresses != nullptr) freeaddrinfo(addresses);
-        if (ended >= 0) close(ended);
-    }
-
-    void Run()
-    {
-        const addrinfo hints = Hints(0);
-        addrinfo* found = nullptr;
-        result = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found);
-        addresses = result == 0 ? found : nullptr;
-        done.store(true, std::memory_order_release);
-        (void)eventfd_write(ended, 1);
-    }
-
-    const std::string host;
-    const int port;
-    const int ended;                // an eventfd
-    std::atomic<bool> done{false};  // the two below are good once it is set
-    int result = 0;                 // of getaddrinfo
-    addrinfo* addresses = nullptr;  // owned until taken
-};
 
 KTModbusConnection::KTModbusConnection() : wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
@@ -84,11 +39,10 @@ KTModbusConnection::~KTModbusConnection()
 bool KTModbusConnection::Open(const std::string& host, int port, int unit)
 {
     Close();
-    addrinfo* const addresses = Lookup(WithoutBrackets(host), port);
+    const KTHostLookup::Addresses addresses = Lookup(WithoutBrackets(host), port);
     bool connected = false;
-    for (const addrinfo* address = addresses; address != nullptr && !connected; address = address->ai_next)
+    for (const addrinfo* address = addresses.get(); address != nullptr && !connected; address = address->ai_next)
         connected = Connect(*address);
-    if (addresses != nullptr) freeaddrinfo(addresses);
     if (!connected) return false;
     if (Prepare(unit)) return true;
     Close();
@@ -112,37 +66,31 @@ void KTModbusConnection::Interrupt()
     if (fd >= 0) shutdown(fd, SHUT_RDWR);
 }
 
-addrinfo* KTModbusConnection::Lookup(const std::string& host, int port)
+KTHostLookup::Addresses KTModbusConnection::Lookup(const std::string& host, int port)
 {
-    addrinfo* found = nullptr;
-    const addrinfo numeric = Hints(AI_NUMERICHOST);
-    if (getaddrinfo(host.c_str(), std::to_string(port).c_str(), &numeric, &found) == 0) return found;
-
+    if (auto numeric = KTHostLookup::Numeric(host, port)) return numeric;
     if (lookup == nullptr)
     {
-        auto started = std::make_shared<tagSLookup>(host, port);
         try
         {
-            std::thread([started] { started->Run(); }).detach();
+            lookup = KTHostLookup::Start(host, port);
         }
         catch (const std::system_error& failure)
         {
             Fail(fmt::format("can't look up {}: {}", host, failure.what()));
             return nullptr;
         }
-        lookup = std::move(started);
     }
     // One that hangs is waited for again at the next attempt rather than joined by a second.
-    if (!WaitFor(lookup->ended, POLLIN, lookupTimeout) || !lookup->done.load(std::memory_order_acquire))
+    if (!WaitFor(lookup->Ended(), POLLIN, lookupTimeout) || !lookup->HasEnded())
     {
         Fail(fmt::format("can't look up {}: no answer", host));
         return nullptr;
     }
     const auto ended = std::move(lookup);
     lookup = nullptr;
-    if (ended->result != 0) Fail(fmt::format("can't look up {}: {}", host, gai_strerror(ended->result)));
-    std::swap(found, ended->addresses);
-    return found;
+    if (ended->Result() != 0) Fail(fmt::format("can't look up {}: {}", host, gai_strerror(ended->Result())));
+    return ended->Take();
 }
 
 bool KTModbusConnection::Connect(const addrinfo& address)

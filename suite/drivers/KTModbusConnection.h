@@ -8,8 +8,8 @@
 #include <string>
 
 #include "suite/drivers/KTModbusPlan.h"
+#include "suite/remote/KTHostLookup.h"
 
-struct addrinfo;
 typedef struct _modbus modbus_t;  // libmodbus's name of it
 
 /// Connects, asks and is answered; every wait is bounded, and Interrupt ends it.
@@ -58,10 +58,8 @@ public:
     void Interrupt();
 
 private:
-    struct tagSLookup;
-
-    /// The host's addresses, freed by the caller; null with the error set.
-    addrinfo* Lookup(const std::string& host, int port);
+    /// The host's addresses; null with the error set.
+    KTHostLookup::Addresses Lookup(const std::string& host, int port);
     bool Connect(const addrinfo& address);
     bool WaitConnected(int socket);
     bool WaitFor(int handle, short events, int milliseconds);
@@ -70,12 +68,12 @@ private:
     Result Judge(int result);
     void Fail(const std::string& reason) { error = reason; }
 
-    const int wake;                      // an eventfd that Interrupt raises and nobody lowers
-    modbus_t* context = nullptr;         // owned while open
-    std::mutex fdMutex;                  // for fd to be closed and shut down by different threads
-    int fd = -1;                         // owned
-    bool interrupted = false;            // guarded by fdMutex
-    std::shared_ptr<tagSLookup> lookup;  // the last look-up while it hasn't ended
+    const int wake;                        // an eventfd that Interrupt raises and nobody lowers
+    modbus_t* context = nullptr;           // owned while open
+    std::mutex fdMutex;                    // for fd to be closed and shut down by different threads
+    int fd = -1;                           // owned
+    bool interrupted = false;              // guarded by fdMutex
+    std::shared_ptr<KTHostLookup> lookup;  // the last look-up while it hasn't ended
     bool refusedAddress = false;
     std::string error;
 };
