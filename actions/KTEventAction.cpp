@@ -2,6 +2,7 @@
 
 #include <span>
 
+#include "actions/KTEventActionMail.h"
 #include "host/KTGuid.h"
 #include "host/KTText.h"
 
@@ -15,8 +16,20 @@ struct Kind
     Factory make;
 };
 
+template <class Action>
+std::unique_ptr<KTEventAction> Make(CObject* event)
+{
+    return std::make_unique<Action>(event);
+}
+
 // One row a kind, in the order in which the tags are tried.
-std::span<const Kind> Kinds() { return {}; }
+std::span<const Kind> Kinds()
+{
+    static constexpr Kind kinds[] = {
+        {L"mail", Make<KTEventActionMail>},
+    };
+    return kinds;
+}
 }  // namespace
 
 KTEventAction::KTEventAction(CObject* event) : parent(event)
