@@ -10,6 +10,7 @@
 #include "apps/corvane/Texts.h"
 #include "engine/KTEventSystem.h"
 #include "host/KTEvaluator.h"
+#include "log/KTOldEventFiles.h"
 #include "suite/tools/XmlFault.h"
 
 namespace
@@ -64,6 +65,15 @@ void ReportFile(const std::string& directory, const char* name)
     if (!fault.empty()) spdlog::warn("{}; the server runs as if it were empty", fault);
 }
 
+// What the server writes from here on would be replaced by a later conversion.
+void ReportOldLog()
+{
+    const std::size_t months = kt::FindOldEventMonths().size();
+    if (months == 0) return;
+    spdlog::warn("{} {} of the old event log in the data directory: stop, and convert with `corvane migrate`", months,
+                 months == 1 ? "file" : "files");
+}
+
 std::string ConditionFault(const KTWideString& text, const char* what)
 {
     KTEvaluator evaluator(text.Str());
@@ -116,6 +126,7 @@ void corvane::ReportLoading(KTEventServer& server, const KTSettings& settings)
     if (settings.parkingEnabled) ReportFile(settings.cfgPath, "default.xpark");
     ReportLeftOut(*root.Node(L"events"));
     ReportDroppedParts();
+    ReportOldLog();
     const int size = KTEventSystem::Get().EventsSize();
     spdlog::info("{} {} loaded", size, size == 1 ? "event" : "events");
 }

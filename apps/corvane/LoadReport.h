@@ -10,7 +10,8 @@
 namespace corvane
 {
 /// Tells documents that can't be read, events that didn't load, and parts of events that were dropped, each with its reason:
-/// the loader drops them without a word, and an event that nobody misses is one that nobody hears of.
+/// the loader drops them without a word, and an event that nobody misses is one that nobody hears of. Tells also of an old
+/// event log that still waits for its conversion.
 ///
 /// Call it between LoadCfg and Start.
 void ReportLoading(KTEventServer& server, const KTSettings& settings);

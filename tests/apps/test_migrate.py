@@ -177,6 +177,7 @@ class Migrate(unittest.TestCase):
         plant = Plant(self)
         plant.write_old(MAY, old_file(OldRecord(b"a" * 16, 0, PUMP, 1)))
         server = plant.serve()
+        self.assertIn("1 file of the old event log", server.messages())
         result = plant.migrate()
         self.assertEqual((3, ""), (result.code, result.out), result)
         self.assertIn("another program", result.err)
@@ -185,6 +186,7 @@ class Migrate(unittest.TestCase):
         server.stop()
         self.assertEqual(0, plant.migrate().code)
         self.assertEqual(["2007/05/Pump 05-2007.suc"], list(plant.data()))
+        self.assertNotIn("old event log", plant.serve().messages())
 
     def test_refuses_wrong_usage(self):
         plant = Plant(self)
