@@ -50,7 +50,7 @@ void AddFormats(CLI::App& log, corvane::LogOptions& options)
     };
     log.add_option_function<std::string>("--format", choose,
                                          "table, csv, json (an object a line), xml (the logger service's reply)")
-        ->check(CLI::IsMember({"table", "csv", "json", "xml"}, CLI::ignore_case).name(""))
+        ->check(CLI::IsMember({"table", "csv", "json", "xml"}))
         ->type_name("FORMAT");
     log.add_flag_callback(
         "--json", [choose] { choose("json"); }, "the same as --format json");

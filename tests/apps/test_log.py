@@ -203,6 +203,7 @@ class Usage(unittest.TestCase):
             ((*setup, *MARCH, "--event"), "--event"),
             ((*setup, *MARCH, "--event", "Pump", "Pump"), "Pump"),
             ((*setup, *MARCH, "--format", "yaml"), "yaml"),
+            ((*setup, *MARCH, "--format", "JSON"), "JSON"),
             ((*setup, *MARCH, "--format", "xml", "--totals"), "xml"),
             (("--setup", self.plant.folder / "none.toml", *MARCH), "none.toml"),
             (("--file", "a.suc", *setup), "--file"),
