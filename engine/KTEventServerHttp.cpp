@@ -60,20 +60,15 @@ bool KTEventServer::Serve(const KTHttpRequest& request, KTHttpResponse& response
                           DriverService service)
 {
     if (!Acquire(*requestSlots)) return Refuse(response);
+    const HeldSlot slot(*requestSlots);
     const KTLockGuard guard(workMutex);
-    if (!guard.Locked())
-    {
-        requestSlots->Release();
-        return Refuse(response);
-    }
+    if (!guard.Locked()) return Refuse(response);
     response.Start(httpOk, StartMode(request));
     KTEventReply::Open(response, root);
     for (auto event = eventSystem.EventsBegin(); event != eventSystem.EventsEnd(); ++event)
         (void)((*event)->*service)(response);  // an event that can't be locked contributes nothing
     KTEventReply::Close(response, root);
-    const bool result = response.Finish();
-    requestSlots->Release();
-    return result;
+    return response.Finish();
 }
 
 // The work mutex stays free: the count alone keeps the registry, and the files may be written meanwhile. So the scan goes on
@@ -100,12 +95,12 @@ bool KTEventServer::ProcessHttpServiceEventsLogger(KTHttpRequest& request, KTHtt
 bool KTEventServer::ProcessHttpServiceAck(KTHttpRequest& /*request*/, const unsigned char* body)
 {
     if (!Acquire(*requestSlots)) return false;
+    const HeldSlot slot(*requestSlots);
     const KTLockGuard guard(workMutex);
     XmlDocument document;
     const bool good =
         guard.Locked() && document.Parse(reinterpret_cast<const char*>(body)) && document.Root()->Tag() == L"eventsAck";
     if (good) Acknowledge(*document.Root());
-    requestSlots->Release();
     return good;
 }
 

@@ -30,6 +30,8 @@ public:
     }
     void AddDate(const KTDateTime& date)
     {
+        if (!date.Valid())
+            return Add("00000000000000");  // what a record can't date, a client must still find in its place
         KTNarrowString text;
         DateTime2String(text, date, false, false);
         Add(text.Str(), text.Length());

@@ -167,7 +167,7 @@ private:
             writer->Write({{names.at(row.EventId())},
                            {GuidText(row.EventId())},
                            {GuidText(row.RecordId())},
-                           {kt::IsoTime(row.Time())},
+                           row.Time().Valid() ? RowCell{kt::IsoTime(row.Time())} : RowCell{nullptr},
                            {Unescaped(row.Annotation())},
                            Delay(row.DisableOffset()),
                            Delay(row.AckOffset())});

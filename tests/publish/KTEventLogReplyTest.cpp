@@ -59,6 +59,11 @@ TEST(KTEventLogReply, TheAnnotationGoesOutAsItStands)
 }
 
 // Texts around the size of what a row is made in, and the longest that a log can hold.
+TEST(KTEventLogReply, ADateThatIsNoneKeepsItsPlace)
+{
+    EXPECT_EQ(Written("", KTDateTime(), none, none), head + "<dateTime>00000000000000</dateTime></record>");
+}
+
 TEST(KTEventLogReply, AnAnnotationMayBeAsLongAsItLikes)
 {
     for (const std::size_t length : {1U, 1000U, 1023U, 1024U, 1025U, 1900U, 2047U, 2048U, 2049U, 65'534U})
