@@ -78,8 +78,8 @@ public:
 
     [[nodiscard]] KTOleDateTime OleDateTime() const;
 
-    bool operator==(const KTDateTime& other) const;
-    bool operator<(const KTDateTime& other) const;
+    bool operator==(const KTDateTime& other) const { return ByFields(other) ? ticks == other.ticks : Since(other) == 0; }
+    bool operator<(const KTDateTime& other) const { return ByFields(other) ? ticks < other.ticks : Since(other) < 0; }
     bool operator>(const KTDateTime& other) const { return other < *this; }
     bool operator<=(const KTDateTime& other) const { return !(other < *this); }
     bool operator>=(const KTDateTime& other) const { return !(*this < other); }
@@ -100,6 +100,13 @@ public:
     static KTDateTime LocalFromUtc(const KTDateTime& utc);
 
 private:
+    // An invalid value remembers no offset and has the least of all ticks.
+    [[nodiscard]] bool ByFields(const KTDateTime& other) const
+    {
+        return offset == noOffset || other.offset == noOffset;
+    }
+    [[nodiscard]] std::int64_t Since(const KTDateTime& other) const { return (*this - other).TotalMicroseconds(); }
+
     static constexpr std::int64_t invalidTicks = INT64_MIN;
     static constexpr std::int32_t noOffset = INT32_MIN;
 

@@ -206,18 +206,6 @@ KTOleDateTime KTDateTime::OleDateTime() const
     return {days < 0 ? days - fraction : days + fraction, 0};
 }
 
-bool KTDateTime::operator==(const KTDateTime& other) const
-{
-    if (!Valid() || !other.Valid()) return Valid() == other.Valid();
-    return (*this - other).TotalMicroseconds() == 0;
-}
-
-bool KTDateTime::operator<(const KTDateTime& other) const
-{
-    if (!Valid() || !other.Valid()) return !Valid() && other.Valid();
-    return (*this - other).TotalMicroseconds() < 0;
-}
-
 KTDateTimeSpan KTDateTime::operator-(const KTDateTime& other) const
 {
     if (!Valid() || !other.Valid()) return {};
@@ -279,13 +267,16 @@ bool DateTime2String(KTNarrowString& out, const KTDateTime& date, bool milliseco
 {
     out.Clear();
     if (!date.Valid()) return false;
+    // Taken apart once: a log of many rows has as many dates.
+    const CivilDate civil = DateOf(date.CalendarMicroseconds());
+    const int second = static_cast<int>(MicrosOfDay(date.CalendarMicroseconds()) / microsPerSecond);
     char text[24];
-    char* p = PutDigits(text, date.Day(), 2);
-    p = PutDigits(p, date.Month(), 2);
-    p = PutDigits(p, date.Year(), 4);
-    p = PutDigits(p, date.Hour(), 2);
-    p = PutDigits(p, date.Minute(), 2);
-    p = PutDigits(p, date.Second(), 2);
+    char* p = PutDigits(text, civil.day, 2);
+    p = PutDigits(p, civil.month, 2);
+    p = PutDigits(p, civil.year, 4);
+    p = PutDigits(p, second / 3600, 2);
+    p = PutDigits(p, second / 60 % 60, 2);
+    p = PutDigits(p, second % 60, 2);
     if (microseconds)
         p = PutDigits(p, date.USecondInS(), 6);
     else if (milliseconds)
