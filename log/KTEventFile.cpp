@@ -24,9 +24,20 @@ constexpr std::size_t annotationAt = 21;
 // Places in the header.
 constexpr std::size_t yearAt = 10;
 
-std::uint8_t Sum(const std::uint8_t* bytes, std::size_t size)
+// Eight bytes at a time, into four sums side by side that a block is too short to fill.
+inline std::uint8_t Sum(const std::uint8_t* bytes, std::size_t size)
 {
-    return static_cast<std::uint8_t>(std::accumulate(bytes, bytes + size, 0U));
+    constexpr std::uint64_t everyOther = 0x00FF00FF00FF00FF;
+    std::uint64_t sums = 0;
+    std::size_t i = 0;
+    for (; i + sizeof sums <= size; i += sizeof sums)
+    {
+        std::uint64_t word = 0;
+        std::memcpy(&word, bytes + i, sizeof word);
+        sums += (word & everyOther) + ((word >> 8) & everyOther);
+    }
+    const auto sum = static_cast<std::uint32_t>((sums * 0x0001000100010001) >> 48);
+    return static_cast<std::uint8_t>(std::accumulate(bytes + i, bytes + size, sum));
 }
 
 // The last byte of a block is the complement of the sum of the others.
@@ -45,12 +56,11 @@ std::uint32_t Pack(const KTDateTime& date, int baseYear)
            field(date.Hour(), 5, 12) | field(date.Minute(), 6, 6) | field(date.Second(), 6, 0);
 }
 
-// Invalid when the fields form no real date.
-KTDateTime Unpack(std::uint32_t packed, int baseYear)
+constexpr unsigned dayShift = 17;  // of the packed date's fields down to the day
+
+int Field(std::uint32_t packed, unsigned width, unsigned at)
 {
-    const auto field = [packed](unsigned width, unsigned at)
-    { return static_cast<int>((packed >> at) & ((1U << width) - 1)); };
-    return {baseYear + field(6, 26), field(4, 22), field(5, 17), field(5, 12), field(6, 6), field(6, 0), 0, 0};
+    return static_cast<int>((packed >> at) & ((1U << width) - 1));
 }
 
 int FullYear(int stored)
@@ -131,6 +141,8 @@ void KTEventFile::CopyFrom(const KTEventFile& other)
     lastValid = other.lastValid;
     annotation.text = other.annotation.text;
     annotation.offset = other.annotation.offset;
+    annotation.highest = other.annotation.highest;
+    annotation.passed = other.annotation.passed;
     annotation.dirty = other.annotation.dirty;
     annotation.file = other.annotation.file;
     annotation.window.Forget();
@@ -141,6 +153,7 @@ void KTEventFile::CopyFrom(const KTEventFile& other)
     dirty = other.dirty;
     flag = other.flag;
     baseYear = other.baseYear;
+    day = other.day;
     window.Forget();
 }
 
@@ -177,8 +190,7 @@ void KTEventFile::Close()
     annotation.file.reset();
     if (!IsOpen()) return;
     records.reset();
-    annotation.text.Clear();  // an offset in this side file means nothing in another
-    annotation.offset = 0;
+    annotation.Forget();  // an offset in this side file means nothing in another
     annotation.dirty = false;
     buffer.fill(0);
     path.Clear();
@@ -250,6 +262,7 @@ bool KTEventFile::ReadHeader()
     const auto* const text = reinterpret_cast<const char*>(header.data());
     version.Assign(text, static_cast<int>(std::find(text, text + versionLength, '\0') - text));
     baseYear = FullYear(kt::Get16(header.data() + yearAt));
+    day = Day();
     headerSound = Sealed(header.data(), header.size());
     return headerSound || toleratesHeader;
 }
@@ -283,15 +296,14 @@ bool KTEventFile::GoRecord(int index)
     dirty = false;
     const std::size_t got =
         window.Read(records->handle, Offset(index), buffer.data(), buffer.size(), Offset(recordCount));
-    if (got != buffer.size() || !Sealed(buffer.data(), buffer.size())) return false;
+    if (got != recordSize || !Sealed(buffer.data(), recordSize)) return false;
     currentRecord = index;
     return true;
 }
 
 bool KTEventFile::NewRecord()
 {
-    annotation.text.Attach("");
-    annotation.offset = 0;
+    annotation.Forget();
     if (readOnly || !IsOpen()) return false;
     const std::int64_t length = RecordsEnd();
     // Whoever goes on after a failure must not find himself on another record.
@@ -457,6 +469,14 @@ int KTEventFile::SearchByTime(const KTDateTime& time, int direction)
 
 _GUID KTEventFile::EventId() const { return kt::GetGuid(buffer.data() + idAt); }
 
+bool KTEventFile::PeekEventId(int index, _GUID& id) const
+{
+    if (index < 0 || index >= recordCount) return false;
+    const std::uint8_t* const record = window.Peek(Offset(index), recordSize);
+    if (record != nullptr) id = kt::GetGuid(record + idAt);
+    return record != nullptr;
+}
+
 void KTEventFile::SetEventId(const _GUID& id)
 {
     kt::PutGuid(buffer.data() + idAt, id);
@@ -479,13 +499,29 @@ void KTEventFile::SetEventValue(const KTValue& value) { SetEventValue(value.numb
 
 double KTEventFile::DateValue() const
 {
-    const KTDateTime date = Unpack(kt::Get32(buffer.data() + dateAt), baseYear);
+    KTDateTime date;
+    DateValue(date);
     return date.Valid() ? date.OleDateTime().date : 0.0;
 }
 
 void KTEventFile::DateValue(KTValue& value) const { value.SetNumeric(DateValue()); }
 
-void KTEventFile::DateValue(KTDateTime& date) const { date = Unpack(kt::Get32(buffer.data() + dateAt), baseYear); }
+// Most records are of the same day as the one before.
+void KTEventFile::DateValue(KTDateTime& date) const
+{
+    const std::uint32_t packed = kt::Get32(buffer.data() + dateAt);
+    const int hour = Field(packed, 5, 12);
+    const int minute = Field(packed, 6, 6);
+    const int second = Field(packed, 6, 0);
+    if (hour > 23 || minute > 59 || second > 59) return date.Invalidate();
+    if (packed >> dayShift != day.packed)
+    {
+        day.packed = packed >> dayShift;
+        day.begin.SetDate(baseYear + Field(packed, 6, 26), Field(packed, 4, 22), Field(packed, 5, dayShift));
+    }
+    constexpr std::int64_t microseconds = 1'000'000;
+    date = day.begin + KTDateTimeSpan((hour * 3600 + minute * 60 + second) * microseconds);
+}
 
 void KTEventFile::SetDateValue(const KTDateTime& date)
 {
@@ -497,30 +533,56 @@ void KTEventFile::SetDateValue(const KTDateTime& date)
 
 std::uint32_t KTEventFile::AnnotationOffset() const { return kt::Get32(buffer.data() + annotationAt); }
 
-void KTEventFile::EventAnnotation(KTNarrowString& text)
+const KTNarrowString& KTEventFile::EventAnnotation()
 {
     const std::uint32_t offset = AnnotationOffset();
-    if (offset != annotation.offset)
+    // What was passed over matters only where an offset comes again, which it does in no file of ours.
+    if (offset <= annotation.highest || !LookAt(offset))
     {
-        // Without an annotation the remembered offset stays, and the text of that one is no longer known: who reads this
-        // record between two looks at another finds the other's empty.
-        annotation.text.Clear();
-        if (offset != 0 && ReadAnnotation(offset, annotation.text)) annotation.offset = offset;
+        for (const std::uint32_t passed : annotation.passed) LookAt(passed);
+        LookAt(offset);
     }
-    text = annotation.text;
+    annotation.passed.clear();
+    return annotation.text;
+}
+
+void KTEventFile::PassAnnotation()
+{
+    const std::uint32_t offset = AnnotationOffset();
+    annotation.passed.push_back(offset);
+    annotation.highest = std::max({annotation.highest, annotation.offset, offset});
+}
+
+// Without an annotation the remembered offset stays, and the text of that one is no longer known: who reads such a record
+// between two looks at another finds the other's empty.
+bool KTEventFile::LookAt(std::uint32_t offset)
+{
+    annotation.highest = std::max(annotation.highest, offset);
+    if (offset == annotation.offset) return true;
+    const bool found = offset != 0 && ReadEntry(offset, annotation.entry);
+    annotation.text.Attach(found ? annotation.entry.data() : KTChar::EmptyString());
+    if (found) annotation.offset = offset;
+    return found;
 }
 
 bool KTEventFile::ReadAnnotation(std::uint32_t offset, KTNarrowString& text)
+{
+    std::vector<char> entry;
+    if (!ReadEntry(offset, entry)) return false;
+    text = entry.data();
+    return true;
+}
+
+bool KTEventFile::ReadEntry(std::uint32_t offset, std::vector<char>& entry)
 {
     if (!IsOpen() || !OpenSideFile()) return false;
     const int file = annotation.file->handle;
     std::array<std::uint8_t, 2> sizeField{};
     if (annotation.window.Read(file, offset, sizeField.data(), sizeField.size()) != sizeField.size()) return false;
     const std::size_t size = kt::Get16(sizeField.data());
-    std::array<char, UINT16_MAX>
-        entry;  // NOLINT(cppcoreguidelines-pro-type-member-init): filled below as far as it is used
+    if (entry.size() <= size) entry.resize(size + 1);
     if (annotation.window.Read(file, std::int64_t{offset} + 2, entry.data(), size) != size) return false;
-    text.Assign(entry.data(), static_cast<int>(std::find(entry.data(), entry.data() + size, '\0') - entry.data()));
+    entry[size] = '\0';  // where the file lacks it
     return true;
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "host/KTDateTime.h"
 #include "host/KTFiles.h"
@@ -110,6 +111,9 @@ public:
     int SearchByTime(const KTDateTime& time, int direction);
 
     [[nodiscard]] _GUID EventId() const;
+    /// The id of a record that a walk will come to, where it is in memory already; else false. Whether the record is good
+    /// isn't known yet.
+    bool PeekEventId(int index, _GUID& id) const;
     void SetEventId(const _GUID& id);
 
     [[nodiscard]] double EventValue() const;
@@ -123,7 +127,11 @@ public:
     void SetDateValue(const KTDateTime& date);
 
     /// The text that the record points at, XML-escaped as it was written; empty where there is none or it can't be read.
-    void EventAnnotation(KTNarrowString& text);
+    /// What is returned is good until the next text is read or set.
+    void EventAnnotation(KTNarrowString& text) { text = EventAnnotation(); }
+    const KTNarrowString& EventAnnotation();
+    /// What EventAnnotation would do to later ones, for who doesn't want this text: it is read only if it has to be.
+    void PassAnnotation();
     void SetEventAnnotation(const KTNarrowString& text);
 
     /// The text at a place of the side file. False, with `text` unchanged, where none can be read.
@@ -138,8 +146,18 @@ private:
     // What is known of the annotation that was read or set last, and where it lies.
     struct Annotation
     {
-        KTNarrowString text;
-        std::uint32_t offset = 0;  // of the text in the side file, 0 for none
+        void Forget()
+        {
+            text.Attach(KTChar::EmptyString());
+            offset = highest = 0;
+            passed.clear();
+        }
+
+        KTNarrowString text;                // set by a writer, or borrowed from `entry`
+        std::vector<char> entry;            // what was read, terminated
+        std::uint32_t offset = 0;           // of the text in the side file, 0 for none
+        std::uint32_t highest = 0;          // of the offsets that were looked at or passed
+        std::vector<std::uint32_t> passed;  // offsets since the last look
         bool dirty = false;
         std::shared_ptr<const OpenFile> file;  // null while the side file isn't open
         KTFileWindow window;
@@ -163,6 +181,8 @@ private:
     void WriteText(std::int64_t place, const void* entry, std::size_t size);
     bool OpenSideFile();
     bool CreateSideFile();
+    bool LookAt(std::uint32_t offset);
+    bool ReadEntry(std::uint32_t offset, std::vector<char>& entry);
     [[nodiscard]] KTWideString SidePath() const;
     [[nodiscard]] double OleDate(int index);
     [[nodiscard]] static std::int64_t Offset(int index) { return headerSize + std::int64_t{recordSize} * index; }
@@ -187,4 +207,12 @@ private:
     int baseYear = 2000;
     KTFileWindow window;
     std::unique_ptr<Batch> batch;  // null outside of one
+
+    // The day that was unpacked last.
+    struct Day
+    {
+        std::uint32_t packed = UINT32_MAX;  // year, month and day as in a record; this is none
+        KTDateTime begin;                   // invalid for no real date
+    };
+    mutable Day day;
 };

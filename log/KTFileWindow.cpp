@@ -1,14 +1,13 @@
 #include "log/KTFileWindow.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "host/KTFiles.h"
 
-std::size_t KTFileWindow::Read(int file, std::int64_t offset, void* out, std::size_t size, std::int64_t limit)
+std::size_t KTFileWindow::ReadElsewhere(int file, std::int64_t offset, void* out, std::size_t size, std::int64_t limit)
 {
     if (offset < 0) return 0;
-    if (!Holds(offset, size) && offset < limit) Move(file, offset, size, limit);
+    if (offset < limit) Move(file, offset, size, limit);
     if (Holds(offset, size))
     {
         std::memcpy(out, buffer.get() + (offset - begin), size);
@@ -16,11 +15,6 @@ std::size_t KTFileWindow::Read(int file, std::int64_t offset, void* out, std::si
     }
     // The end of the file, or a place on the disk that can't be read: a read of these bytes alone says what there is.
     return static_cast<std::size_t>(std::max<std::ptrdiff_t>(KTFiles::Get().ReadAt(file, offset, out, size), 0));
-}
-
-bool KTFileWindow::Holds(std::int64_t offset, std::size_t size) const
-{
-    return offset >= begin && offset + static_cast<std::int64_t>(size) <= begin + static_cast<std::int64_t>(held);
 }
 
 void KTFileWindow::Move(int file, std::int64_t offset, std::size_t size, std::int64_t limit)

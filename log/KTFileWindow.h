@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 
 /// A piece of a file in memory. Reads that walk forward or backward get pieces that double up to 64 kB; a read somewhere
@@ -22,7 +23,18 @@ public:
 
     /// Copies up to `size` bytes (at most `smallest`) from `offset` on to `out`, and returns how many there were. Nothing
     /// at or behind `limit` is kept for later.
-    std::size_t Read(int file, std::int64_t offset, void* out, std::size_t size, std::int64_t limit = INT64_MAX);
+    std::size_t Read(int file, std::int64_t offset, void* out, std::size_t size, std::int64_t limit = INT64_MAX)
+    {
+        if (!Holds(offset, size)) return ReadElsewhere(file, offset, out, size, limit);
+        std::memcpy(out, buffer.get() + (offset - begin), size);
+        return size;
+    }
+
+    /// Those bytes if they are here, else null; good until the next Read.
+    [[nodiscard]] const std::uint8_t* Peek(std::int64_t offset, std::size_t size) const
+    {
+        return Holds(offset, size) ? buffer.get() + (offset - begin) : nullptr;
+    }
 
     /// What is here no longer counts: another file, or the file was written to.
     void Forget()
@@ -32,7 +44,11 @@ public:
     }
 
 private:
-    [[nodiscard]] bool Holds(std::int64_t offset, std::size_t size) const;
+    [[nodiscard]] bool Holds(std::int64_t offset, std::size_t size) const
+    {
+        return offset >= begin && offset + static_cast<std::int64_t>(size) <= begin + static_cast<std::int64_t>(held);
+    }
+    std::size_t ReadElsewhere(int file, std::int64_t offset, void* out, std::size_t size, std::int64_t limit);
     void Move(int file, std::int64_t offset, std::size_t size, std::int64_t limit);
     void Reserve(std::size_t size);
 

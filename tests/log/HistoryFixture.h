@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "MemoryFiles.h"
+#include "support/MemoryFiles.h"
 #include "NaiveHistory.h"
 #include "TestRegistry.h"
 #include "log/KTEventLoggerData.h"

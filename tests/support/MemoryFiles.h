@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -10,7 +11,7 @@
 #include <vector>
 
 #include "host/KTFiles.h"
-#include "support/TestText.h"
+#include "host/KTText.h"
 
 /// Installed while it lives. Directories are there as soon as somebody names them.
 ///
@@ -20,12 +21,20 @@ class MemoryFiles : public KTFiles
 public:
     using Bytes = std::vector<std::uint8_t>;
 
+    /// A path as the key of `files`.
+    static std::string Name(const wchar_t* path)
+    {
+        KTNarrowString narrow;
+        Utf16ToUtf8(narrow, KTWideString(path, false));
+        return narrow.Str();
+    }
+
     MemoryFiles() : before(Install(this)) {}
     ~MemoryFiles() override { Install(before); }
 
     int Open(const wchar_t* path, Mode mode) override
     {
-        const std::string name = Utf8(KTWideString(path));
+        const std::string name = Name(path);
         if (name.empty()) return none;
         const auto found = files.find(name);
         const bool there = found != files.end();
@@ -55,7 +64,7 @@ public:
     }
     bool Commit(int) override { return true; }
     bool CreateDirectories(const wchar_t*) override { return true; }
-    bool Delete(const wchar_t* path) override { return files.erase(Utf8(KTWideString(path))) == 1; }
+    bool Delete(const wchar_t* path) override { return files.erase(Name(path)) == 1; }
     Renaming Rename(const wchar_t*, const wchar_t*) override { return Renaming::failed; }
     bool Search(const wchar_t*, std::vector<KTFoundFile>& found) override
     {
