@@ -12,6 +12,7 @@ namespace
 {
 constexpr int recordFile = 0;  // of EventFileName
 constexpr int onOrAfter = 1;   // of SearchByTime
+constexpr int recordsAhead = 8;
 
 // Invalid beyond the calendar's ends, which is where every walk over months has to stop.
 KTDateTime FirstOfMonth(int year, int month)
@@ -108,16 +109,19 @@ bool KTEventDriver::Load(KTEventLoggerData& data, const KTDateTime& begin, const
     if (!file.Open(path, true)) return false;
     int index = file.SearchByTime(begin, onOrAfter);
     if (index < 0) return true;
+    const KTNarrowString noAnnotation;  // only an activation's is wanted
     KTDateTime date;
-    KTNarrowString annotation;
     for (; index < file.NRecords(); ++index)
     {
         if (!file.GoRecord(index)) continue;
         file.DateValue(date);
         if (date < begin) continue;
         if (date >= end) break;
-        file.EventAnnotation(annotation);
-        data.AddRecord(id, file.EventId(), date, static_cast<int>(file.EventValue()), annotation, notify);
+        if (GUID next; file.PeekEventId(index + recordsAhead, next)) data.RecordGroup().Expect(next);
+        const int value = static_cast<int>(file.EventValue());
+        if (value != statusActivated) file.PassAnnotation();
+        const KTNarrowString& annotation = value == statusActivated ? file.EventAnnotation() : noAnnotation;
+        data.AddRecord(id, file.EventId(), date, value, annotation, notify);
     }
     return true;
 }
@@ -166,9 +170,7 @@ bool KTEventDriver::SearchActivationBeforePeriod(KTEventLoggerData& data, const 
             const int value = static_cast<int>(file.EventValue());
             if (value == statusDeactivated) return true;  // the last occurrence had ended
             if (value != statusActivated) continue;
-            KTNarrowString annotation;
-            file.EventAnnotation(annotation);
-            data.AddRecord(id, file.EventId(), date, statusActivated, annotation, notify);
+            data.AddRecord(id, file.EventId(), date, statusActivated, file.EventAnnotation(), notify);
             return true;
         }
     }

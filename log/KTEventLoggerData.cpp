@@ -1,6 +1,8 @@
 #include "log/KTEventLoggerData.h"
 
 #include <algorithm>
+#include <array>
+#include <numeric>
 
 #include "engine/KTEventDriver.h"
 
@@ -61,12 +63,13 @@ void KTEventLoggerData::CRecordGroup::Reset()
     // The index goes with the rows: a completion that found a row of an earlier query would write where none is any more.
     index.Clear();
     lastOfEvent.clear();
+    lastEvent = nullptr;
     firstOfDate.clear();
-    ends = {&ends, &ends};
+    ends = {&ends, &ends, nullptr};
     chunks.clear();
     texts.Clear();
+    fresh.clear();
     count = 0;
-    settled = 0;
 }
 
 KTEventLoggerData::CDataRecord* KTEventLoggerData::CRecordGroup::AddRecord(const GUID& eventId, const GUID& recordId,
@@ -77,11 +80,7 @@ KTEventLoggerData::CDataRecord* KTEventLoggerData::CRecordGroup::AddRecord(const
     switch (value)
     {
         case KTEventDriver::statusActivated:
-        {
-            CDataRecord content(eventId, recordId, time);
-            content.SetNotify(notify);
-            return AddRow(content, annotation);
-        }
+            return AddRow(eventId, recordId, time, annotation, notify);
         case KTEventDriver::statusDeactivated:
         case KTEventDriver::statusAcknowledged:
             return Complete(recordId, time, value);
@@ -90,16 +89,21 @@ KTEventLoggerData::CDataRecord* KTEventLoggerData::CRecordGroup::AddRecord(const
     }
 }
 
-KTEventLoggerData::CDataRecord* KTEventLoggerData::CRecordGroup::AddRow(const CDataRecord& content,
-                                                                        const KTNarrowString& annotation)
+KTEventLoggerData::CDataRecord* KTEventLoggerData::CRecordGroup::AddRow(const GUID& eventId, const GUID& recordId,
+                                                                        const KTDateTime& time,
+                                                                        const KTNarrowString& annotation, bool notify)
 {
     if (count % rowsPerChunk == 0) chunks.emplace_back().reserve(rowsPerChunk);
-    std::uint32_t& last = lastOfEvent.try_emplace(content.eventId, none).first->second;
-    CDataRecord& record = chunks.back().emplace_back(content, last).record;
-    last = count++;
+    if (lastEvent == nullptr || !(lastEvent->first == eventId))
+        lastEvent = &*lastOfEvent.try_emplace(eventId, none).first;
+    CDataRecord& record = chunks.back().emplace_back(eventId, recordId, time, lastEvent->second).record;
+    record.notify = notify;
     if (!annotation.Empty())
         record.annotation.Attach(texts.Keep(annotation.Str(), static_cast<std::size_t>(annotation.Length())));
-    index.Insert(record.recordId, last, IdOfRow());
+    fresh.push_back({time.CalendarMicroseconds(), count});
+    lastEvent->second = count;
+    index.Insert(recordId, count, IdOfRow());
+    ++count;
     return &record;
 }
 
@@ -127,34 +131,54 @@ void KTEventLoggerData::CRecordGroup::SettleRows() const
 {
     // Sorting in costs a walk over all rows: worth it for many, while a few find their places by the map of the dates.
     constexpr std::uint32_t many = 16;
-    if (count - settled >= settled / many)
+    if (fresh.size() >= (count - fresh.size()) / many)
         SortIn();
     else
         PlaceEach();
-    settled = count;
+    fresh.clear();
 }
 
-// A stable merge with what has its place already; what is new stands before what is old.
+// Leaves equal dates as they stand. Digit by digit from the lowest, which takes a few walks over the rows, while comparing
+// takes one for each doubling of their number.
+void KTEventLoggerData::CRecordGroup::SortByDate(std::vector<Fresh>& rows)
+{
+    constexpr unsigned bits = 11;  // of a digit; the counts fit the nearest cache
+    constexpr std::size_t digits = std::size_t{1} << bits;
+    const auto [first, last] =
+        std::minmax_element(rows.begin(), rows.end(), [](const Fresh& a, const Fresh& b) { return a.date < b.date; });
+    const auto least = static_cast<std::uint64_t>(first->date);
+    const std::uint64_t range = static_cast<std::uint64_t>(last->date) - least;
+    std::vector<Fresh> sorted(rows.size());
+    for (unsigned shift = 0; shift < 64 && range >> shift != 0; shift += bits)
+    {
+        const auto digit = [least, shift](const Fresh& row)
+        { return ((static_cast<std::uint64_t>(row.date) - least) >> shift) % digits; };
+        std::array<std::uint32_t, digits> places{};
+        for (const Fresh& row : rows) ++places[digit(row)];
+        std::exclusive_scan(places.begin(), places.end(), places.begin(), 0U);
+        for (const Fresh& row : rows) sorted[places[digit(row)]++] = row;
+        rows.swap(sorted);
+    }
+}
+
+// A merge with what has its place already; of equal dates what is new stands before what is old, and the newest first.
 void KTEventLoggerData::CRecordGroup::SortIn() const
 {
-    struct Fresh
-    {
-        std::int64_t date;
-        std::uint32_t number;
-    };
-    std::vector<Fresh> fresh;
-    fresh.reserve(count - settled);
-    for (std::uint32_t number = settled; number < count; ++number)
-        fresh.push_back({At(number).record.time.CalendarMicroseconds(), number});
-    std::sort(fresh.begin(), fresh.end(),
-              [](const Fresh& a, const Fresh& b) { return a.date != b.date ? a.date < b.date : a.number > b.number; });
+    constexpr std::size_t distance = 8;  // rows to fetch ahead
+    std::reverse(fresh.begin(), fresh.end());
+    SortByDate(fresh);
     firstOfDate.clear();
     Links* place = ends.next;
-    for (const Fresh& next : fresh)
+    for (std::size_t i = 0; i < fresh.size(); ++i)
     {
+        const Fresh& next = fresh[i];
         while (place != &ends && static_cast<Row*>(place)->record.time.CalendarMicroseconds() < next.date)
             place = place->next;
-        LinkBefore(*place, At(next.number));
+        Row& row = At(next.number);
+        LinkBefore(*place, row);
+        if (i + distance >= fresh.size()) continue;
+        row.ahead = &At(fresh[i + distance].number);
+        __builtin_prefetch(row.ahead, 1);
     }
 }
 
@@ -172,10 +196,9 @@ void KTEventLoggerData::CRecordGroup::PlaceEach() const
                 firstOfDate.emplace_hint(firstOfDate.begin(), date, row);
         }
     }
-    for (std::uint32_t number = settled; number < count; ++number)
+    for (const auto& [date, number] : fresh)
     {
         Row& row = At(number);
-        const std::int64_t date = row.record.time.CalendarMicroseconds();
         const auto place = firstOfDate.lower_bound(date);
         LinkBefore(place == firstOfDate.end() ? ends : *place->second, row);
         if (place != firstOfDate.end() && place->first == date)

@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "host/KTDateTime.h"
@@ -119,17 +120,23 @@ class KTEventLoggerData::CRecordGroup
 {
     struct Links
     {
-        Links* previous;
-        Links* next;
+        Links* previous = nullptr;
+        Links* next = nullptr;
+        const Links* ahead = nullptr;  // some rows further on, for the processor to fetch; or null
     };
     struct Row : Links
     {
-        Row(const CDataRecord& content, std::uint32_t before)
-            : Links{nullptr, nullptr}, record(content), sameEvent(before)
+        Row(const GUID& event, const GUID& occurrence, const KTDateTime& began, std::uint32_t before)
+            : record(event, occurrence, began), sameEvent(before)
         {
         }
         CDataRecord record;
         std::uint32_t sameEvent;  // the row of the same event that was added before this one, or none
+    };
+    struct Fresh
+    {
+        std::int64_t date;
+        std::uint32_t number;
     };
 
 public:
@@ -149,6 +156,7 @@ public:
         {
             owner->Settle();
             at = at->next;
+            Fetch(at->ahead);
             return *this;
         }
         ConstIterator operator++(int)
@@ -201,6 +209,10 @@ public:
     CDataRecord* AddRecord(const GUID& eventId, const GUID& recordId, const KTDateTime& time, int value,
                            const KTNarrowString& annotation, bool notify);
 
+    /// Says that a record of that occurrence will come soon. Changes nothing, but among very many rows the processor needs
+    /// time to find one.
+    void Expect(const GUID& recordId) const { index.Fetch(recordId); }
+
     /// Appends the identifier of each row of the event that isn't complete.
     void AppendIncomplete(const GUID& eventId, std::list<GUID>& out) const;
 
@@ -208,7 +220,8 @@ private:
     static constexpr std::uint32_t none = KTEventRowIndex::none;
     static constexpr std::uint32_t rowsPerChunk = 512;
 
-    CDataRecord* AddRow(const CDataRecord& content, const KTNarrowString& annotation);
+    CDataRecord* AddRow(const GUID& eventId, const GUID& recordId, const KTDateTime& time,
+                        const KTNarrowString& annotation, bool notify);
     CDataRecord* Complete(const GUID& recordId, const KTDateTime& time, int value);
     [[nodiscard]] Row& At(std::uint32_t number) const { return chunks[number / rowsPerChunk][number % rowsPerChunk]; }
     [[nodiscard]] auto IdOfRow() const
@@ -219,24 +232,31 @@ private:
     // Puts the rows that were added since the last time in their places.
     void Settle() const
     {
-        if (settled != count) SettleRows();
+        if (!fresh.empty()) SettleRows();
     }
     void SettleRows() const;
+    static void SortByDate(std::vector<Fresh>& rows);
     void SortIn() const;
     void PlaceEach() const;
     static void LinkBefore(Links& place, Row& row);
+    static void Fetch(const Links* row)
+    {
+        __builtin_prefetch(row);
+        __builtin_prefetch(reinterpret_cast<const char*>(row) + 64);  // a row is longer than what comes at once
+    }
 
     const KTEventLoggerInfo* info;  // not owned: the query's
     std::uint32_t count = 0;        // rows in all
     KTEventRowIndex index;          // of the first row with an identifier
     std::unordered_map<GUID, std::uint32_t, KTGuidHash> lastOfEvent;
-    KTTextArena texts;  // the rows' annotations
+    std::pair<const GUID, std::uint32_t>* lastEvent = nullptr;  // the entry of the event that was added last
+    KTTextArena texts;                                          // the rows' annotations
 
     // Whoever looks at the rows puts them in order: their links are no part of what they are.
     mutable std::vector<std::vector<Row>>
-        chunks;                         // as added; each is filled up to what it reserved, so that no row moves
-    mutable Links ends{&ends, &ends};   // before the first and after the last row
-    mutable std::uint32_t settled = 0;  // rows that have their place
+        chunks;                                 // as added; each is filled up to what it reserved, so that no row moves
+    mutable Links ends{&ends, &ends, nullptr};  // before the first and after the last row
+    mutable std::vector<Fresh> fresh;           // rows that have no place yet, as added
     mutable std::map<std::int64_t, Row*> firstOfDate;  // of all settled rows, or empty
 };
 

@@ -58,8 +58,15 @@ private:
         NaiveFile::Record record{packed, TestId(occurrence), value};
         if (!OneIn(3)) record.annotation = file.AddText("text " + std::to_string(last) + std::string(Below(90), '.'));
         if (crafted && OneIn(6)) record.annotation = static_cast<std::uint32_t>(Below(200));
+        if (crafted && OneIn(3) && !file.records.empty()) record.annotation = AnOldOffset(file);
         if (crafted && OneIn(10)) record.packed = static_cast<std::uint32_t>(random());
         file.records.push_back(record);
+    }
+
+    std::uint32_t AnOldOffset(const NaiveFile& file)
+    {
+        const int newest = static_cast<int>(file.records.size()) - 1;
+        return file.records[static_cast<std::size_t>(std::max(newest - Below(4), 0))].annotation;
     }
 
     void Damage(NaiveFile& file)

@@ -288,6 +288,40 @@ TEST_F(KTEventDriverHistory, TheAnnotationIsThatOfTheActivation)
     EXPECT_TRUE((*row)->Annotation().Empty());
 }
 
+// Offsets that come again are in no file of ours, and the text then depends on what was read before.
+TEST_F(KTEventDriverHistory, ATextWhoseOffsetComesAgainIsTheRememberedOne)
+{
+    const struct
+    {
+        const char* what;
+        std::uint32_t offsets[3];  // of an activation, its deactivation and the next activation
+        const char* text;          // of the second activation
+    } rows[] = {
+        {"remembered", {16, 16, 16}, "first"},
+        {"no longer known after a record without text", {16, 0, 16}, ""},
+        {"nor after one that can't be read", {16, 9999, 16}, ""},
+        {"read again after another", {16, 24, 16}, "first"},
+        {"read for the deactivation", {16, 24, 24}, "second"},
+        {"the first of all", {0, 24, 24}, "second"},
+        {"none", {16, 24, 0}, ""},
+        {"behind what can't be read", {9999, 0, 24}, "second"},
+    };
+    for (const auto& row : rows)
+    {
+        NaiveFile& file = File("pump", 2024, 3) = NaiveFile();
+        ASSERT_EQ(file.AddText("first"), 16U);
+        ASSERT_EQ(file.AddText("second"), 24U);
+        file.records = {{NaiveFile::Pack(Date(2024, 3, 5)), TestId(1), activation, row.offsets[0]},
+                        {NaiveFile::Pack(Date(2024, 3, 6)), TestId(1), deactivation, row.offsets[1]},
+                        {NaiveFile::Pack(Date(2024, 3, 7)), TestId(2), activation, row.offsets[2]}};
+        Store();
+        KTEventLoggerData data;
+        registry.Event(1).Load(data, Date(2024, 3, 1), Date(2024, 3, 20), false);
+        ASSERT_NE(data.RecordGroup().Begin(), data.RecordGroup().End());
+        EXPECT_EQ((*--data.RecordGroup().End())->Annotation(), row.text) << row.what;
+    }
+}
+
 TEST_F(KTEventDriverHistory, ALostSideFileLosesTheTextsAlone)
 {
     Write(1, Date(2024, 3, 5), activation, "text");
