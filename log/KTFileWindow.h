@@ -21,8 +21,8 @@ public:
     static constexpr std::size_t smallest = 4096;
     static constexpr std::size_t largest = 65536;
 
-    /// Copies up to `size` bytes (at most `smallest`) from `offset` on to `out`, and returns how many there were. Nothing
-    /// at or behind `limit` is kept for later.
+    /// Copies up to `size` bytes from `offset` on to `out`, and returns how many there were. Nothing at or behind `limit`
+    /// is kept for later.
     std::size_t Read(int file, std::int64_t offset, void* out, std::size_t size, std::int64_t limit = INT64_MAX)
     {
         if (!Holds(offset, size)) return ReadElsewhere(file, offset, out, size, limit);
