@@ -361,28 +361,24 @@ bool KTSystemFiles::Search(const wchar_t* directory, std::vector<KTFoundFile>& f
     const NarrowPath narrow(directory);
     const std::unique_ptr<DIR, int (*)(DIR*)> listing(opendir(narrow.Str()), closedir);
     if (listing == nullptr) return false;
+    std::vector<std::pair<std::string, bool>> entries;
     errno = 0;
     while (const dirent* const entry = readdir(listing.get()))
     {
         const std::string_view name = entry->d_name;
-        if (name == "." || name == "..") continue;
-        KTFoundFile file;
-        Utf8ToUtf16(file.name, KTNarrowString(entry->d_name, false));
-        KTNarrowString back;
-        Utf16ToUtf8(back, file.name);
-        if (name != back.Str()) continue;
-        file.directory = IsDirectory(dirfd(listing.get()), *entry);
-        found.push_back(std::move(file));
+        if (name != "." && name != "..") entries.emplace_back(name, IsDirectory(dirfd(listing.get()), *entry));
         errno = 0;
     }
-    if (errno != 0)
+    if (errno != 0) return false;
+    std::sort(entries.begin(), entries.end());
+    for (const auto& [name, isDirectory] : entries)
     {
-        found.clear();
-        return false;
+        KTFoundFile file{{}, isDirectory};
+        Utf8ToUtf16(file.name, KTNarrowString(name.c_str(), false));
+        KTNarrowString back;
+        Utf16ToUtf8(back, file.name);
+        if (name == back.Str()) found.push_back(std::move(file));
     }
-    std::sort(found.begin(), found.end(),
-              [](const KTFoundFile& a, const KTFoundFile& b)
-              { return KTWideChar::Compare(a.name.Str(), b.name.Str()) < 0; });
     return true;
 }
 

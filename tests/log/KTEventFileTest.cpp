@@ -365,7 +365,7 @@ TEST_F(EventFile, ARecordThatCannotBeReadIsTheOnlyOneLost)
     files.Put("a.suc", bytes);
     for (const int bad : {1, 156, 157, 158, 200, 398})
     {
-        files.SpoilAt("a.suc", static_cast<std::size_t>(14 + 26 * bad + 5));
+        files.SpoilAt("a.suc", 14 + 26 * static_cast<std::size_t>(bad) + 5);
         ASSERT_TRUE(Open());
         for (int i = 0; i < count; ++i) EXPECT_EQ(file.GoRecord(i), i != bad) << i;
         for (int i = count - 1; i >= 0; --i) EXPECT_EQ(file.GoRecord(i), i != bad) << i;
