@@ -23,10 +23,10 @@ KTAnnotationArguments::Compiled& KTAnnotationArguments::Use::Find(std::size_t in
         if (!all) all.reset(place.exchange(nullptr, std::memory_order_acq_rel));
         if (!all) all = std::make_unique<All>();
         if (all->size() <= index) all->resize(index + 1);
-        std::unique_ptr<Compiled>& kept = (*all)[index];
-        if (!kept) kept = std::make_unique<Compiled>();
-        if (!text.Empty() && kept->evaluator.Text() == text) return *kept;
-        compiled = kept.get();
+        std::unique_ptr<Compiled>& own = (*all)[index];
+        if (!own) own = std::make_unique<Compiled>();
+        if (!text.Empty() && own->evaluator.Text() == text) return *own;
+        compiled = own.get();
     }
     compiled->evaluator.mode = 4;
     compiled->evaluator.polaca.mode = 4;
