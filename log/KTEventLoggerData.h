@@ -241,6 +241,7 @@ private:
     static void LinkBefore(Links& place, Row& row);
     static void Fetch(const Links* row)
     {
+        if (row == nullptr) return;
         __builtin_prefetch(row);
         __builtin_prefetch(reinterpret_cast<const char*>(row) + 64);  // a row is longer than what comes at once
     }
