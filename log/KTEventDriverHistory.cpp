@@ -144,7 +144,8 @@ bool KTEventDriver::LoadIncomplete(KTEventLoggerData& data, const KTDateTime& fr
         const int value = static_cast<int>(file.EventValue());
         if (value != statusDeactivated && value != statusAcknowledged) continue;
         const auto* row = data.AddRecord(id, file.EventId(), date, value, noAnnotation, notify);
-        if (row == nullptr || !row->IsComplete()) continue;
+        // The record may have completed a row of another event that shares the id; ours still waits then.
+        if (row == nullptr || !row->IsComplete() || row->EventId() != id) continue;
         rows.EraseFirst(row->RecordId());
         if (pending.empty()) return true;
     }

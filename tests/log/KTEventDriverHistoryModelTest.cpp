@@ -56,7 +56,9 @@ private:
         // A writer refuses what is older than the last record; a crafted file holds it.
         if (!crafted && !file.records.empty() && packed < file.records.back().packed) return;
         NaiveFile::Record record{packed, TestId(occurrence), value};
-        if (!OneIn(3)) record.annotation = file.AddText("text " + std::to_string(last) + std::string(Below(90), '.'));
+        if (!OneIn(3))
+            record.annotation =
+                file.AddText("text " + std::to_string(last) + std::string(static_cast<std::size_t>(Below(90)), '.'));
         if (crafted && OneIn(6)) record.annotation = static_cast<std::uint32_t>(Below(200));
         if (crafted && OneIn(3) && !file.records.empty()) record.annotation = AnOldOffset(file);
         if (crafted && OneIn(10)) record.packed = static_cast<std::uint32_t>(random());

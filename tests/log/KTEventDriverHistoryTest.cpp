@@ -421,6 +421,25 @@ TEST_F(KTEventDriverHistory, APeriodAtTheEndsOfTheCalendarEnds)
         }
 }
 
+TEST_F(KTEventDriverHistory, TheCompletionOfAnotherEventsRowLeavesThePendingListAsItIs)
+{
+    Write(1, Date(2024, 3, 5), deactivation);
+    Write(2, Date(2024, 3, 6), deactivation);
+    Store();
+    OpenEvent event;
+    event.name = L"pump";
+    event.id = TestId(9);
+    wchar_t path[OpenEvent::pathSize];
+    event.EventFileName(path, Date(2024, 3, 1), 0);
+    KTEventLoggerData data;
+    data.AddRecord(TestId(8), TestId(1), Date(2024, 3, 1), 1, KTNarrowString(), false);
+    data.AddRecord(TestId(9), TestId(1), Date(2024, 3, 1), 1, KTNarrowString(), false);
+    data.AddRecord(TestId(9), TestId(2), Date(2024, 3, 1), 1, KTNarrowString(), false);
+    std::list<GUID> pending{TestId(1), TestId(2)};
+    EXPECT_TRUE(event.LoadIncomplete(data, Date(2024, 3, 2), path, pending));
+    EXPECT_EQ(pending, std::list<GUID>{TestId(1)}) << "the row that the index knows is the other event's";
+}
+
 TEST_F(KTEventDriverHistory, EachCompletedRowLeavesThePendingListOnce)
 {
     Write(1, Date(2024, 3, 5), deactivation);

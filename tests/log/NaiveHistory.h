@@ -264,7 +264,7 @@ private:
             if (record.value != 2 && record.value != 4) continue;
             const NaiveRows::Row* const row =
                 rows.Add(event.id, record.id, reader.Date(i), record.value, reader.Annotation(i), event.notify);
-            if (row == nullptr || !row->IsComplete()) continue;
+            if (row == nullptr || !row->IsComplete() || !(row->event == event.id)) continue;
             for (auto place = pending.begin(); place != pending.end(); ++place)
             {
                 if (!(*place == row->occurrence)) continue;

@@ -97,7 +97,8 @@ TEST(KTString, TheKeepingPolicyReservesTheSpareOfTheMoment)
 TEST(KTString, AssignmentFromTheOwnBufferKeepsTheText)
 {
     KTWideString text(L"condition");
-    text = text;  // NOLINT: the point of it
+    const KTWideString& itself = text;
+    text = itself;
     EXPECT_STREQ(text.Str(), L"condition");
     text.Assign(text.Str() + 3);
     EXPECT_STREQ(text.Str(), L"dition");

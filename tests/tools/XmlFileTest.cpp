@@ -151,7 +151,7 @@ TEST_F(XmlFile, ANewFileGetsItsModeAndAnOldOneKeepsIts)
     document.Create(L"main");
     ASSERT_TRUE(document.Save());
     EXPECT_EQ(ModeOf(At("new.xml")), 0640U);
-    for (const mode_t mode : {0600, 0664, 0444})
+    for (const mode_t mode : {0600U, 0664U, 0444U})
     {
         ASSERT_EQ(chmod(At("new.xml").c_str(), mode), 0);
         ASSERT_TRUE(document.Save());
