@@ -78,7 +78,10 @@ public:
 
     [[nodiscard]] KTOleDateTime OleDateTime() const;
 
-    bool operator==(const KTDateTime& other) const { return ByFields(other) ? ticks == other.ticks : Since(other) == 0; }
+    bool operator==(const KTDateTime& other) const
+    {
+        return ByFields(other) ? ticks == other.ticks : Since(other) == 0;
+    }
     bool operator<(const KTDateTime& other) const { return ByFields(other) ? ticks < other.ticks : Since(other) < 0; }
     bool operator>(const KTDateTime& other) const { return other < *this; }
     bool operator<=(const KTDateTime& other) const { return !(other < *this); }

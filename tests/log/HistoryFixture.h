@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "support/MemoryFiles.h"
 #include "NaiveHistory.h"
 #include "TestRegistry.h"
 #include "log/KTEventLoggerData.h"
+#include "support/MemoryFiles.h"
 
 using Strings = std::vector<std::string>;
 
