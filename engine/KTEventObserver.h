@@ -5,7 +5,8 @@
 
 #include "engine/KTEventDriver.h"
 
-/// Told of each state change, and of each mail that is about to be sent. No observer is the default, and nothing in the engine depends on there being one.
+/// Told of each state change, and of each mail that is about to be sent. No observer is the default, and nothing in the
+/// engine depends on there being one.
 ///
 /// Threads: called on the scan thread, or on the thread of an acknowledging request, with the work mutex and the event's
 ///          mutex held: it mustn't block, nor call back into the engine. Install only while neither runs.

@@ -33,6 +33,20 @@ public:
     using KTEventDriver::notify;
     using KTEventDriver::SearchActivationBeforePeriod;
 };
+
+// The pump, and the path of its log of March 2024.
+struct PumpInMarch
+{
+    PumpInMarch()
+    {
+        event.name = L"pump";
+        event.id = TestId(9);
+        event.EventFileName(path, Date(2024, 3, 1), 0);
+    }
+
+    OpenEvent event;
+    wchar_t path[OpenEvent::pathSize];
+};
 }  // namespace
 
 TEST_F(KTEventDriverHistory, WithoutFilesTheResultIsFalse)
@@ -426,11 +440,9 @@ TEST_F(KTEventDriverHistory, TheCompletionOfAnotherEventsRowLeavesThePendingList
     Write(1, Date(2024, 3, 5), deactivation);
     Write(2, Date(2024, 3, 6), deactivation);
     Store();
-    OpenEvent event;
-    event.name = L"pump";
-    event.id = TestId(9);
-    wchar_t path[OpenEvent::pathSize];
-    event.EventFileName(path, Date(2024, 3, 1), 0);
+    PumpInMarch pump;
+    OpenEvent& event = pump.event;
+    const wchar_t* const path = pump.path;
     KTEventLoggerData data;
     data.AddRecord(TestId(8), TestId(1), Date(2024, 3, 1), 1, KTNarrowString(), false);
     data.AddRecord(TestId(9), TestId(1), Date(2024, 3, 1), 1, KTNarrowString(), false);
@@ -447,11 +459,9 @@ TEST_F(KTEventDriverHistory, EachCompletedRowLeavesThePendingListOnce)
     Write(3, Date(2024, 3, 7), deactivation);
     Write(4, Date(2024, 3, 8), deactivation);
     Store();
-    OpenEvent event;
-    event.name = L"pump";
-    event.id = TestId(9);
-    wchar_t path[OpenEvent::pathSize];
-    event.EventFileName(path, Date(2024, 3, 1), 0);
+    PumpInMarch pump;
+    OpenEvent& event = pump.event;
+    const wchar_t* const path = pump.path;
     KTEventLoggerData data;
     for (const unsigned occurrence : {1U, 2U, 3U, 5U})
         data.AddRecord(TestId(9), TestId(occurrence), Date(2024, 3, 1), 1, KTNarrowString(), occurrence == 3);
